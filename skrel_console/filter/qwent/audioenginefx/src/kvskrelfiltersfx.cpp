@@ -1,0 +1,54 @@
+#include "skrel_console/filter/qwent/audioenginefx/src/kvskrelfiltersfx.h"
+#include "kvbase/common/common_allocator.h"
+
+QwResult KvSkrelFiltersFX::Init(QwPluginMemAlloc* in_pAllocator, QwEffectContext* in_pContext,
+                                QwPluginParam* in_pParams, QwFormat& io_format)
+{
+    const QwResult eBegin = BeginInit(in_pAllocator, in_pParams, io_format, false);
+    if (eBegin != QW_Success)
+        return eBegin;
+    Params()->m_bIntsDirty = true;
+    const QwResult eBuild = BuildImpl(in_pContext, static_cast<float>(m_format.uSampleRate),
+                                      QwChannelCount(m_format.uChannelConfig), false);
+    if (eBuild != QW_Success)
+        return eBuild;
+    // The flag stays set: the first block pushes the integers once more.
+    return PushInts() ? QW_Success : QW_OutOfMemory;
+}
+
+bool KvSkrelFiltersFX::PushInts()
+{
+    const KvSkrelFiltersFXParams& params = *Params();
+    bool bResult = true;
+    for (uint32_t i = 0; i < KvSkrelFiltersFXParams::NUM_INTS; ++i) {
+        const bool bOk = m_pImpl->SetIntParam(KvSkrelFiltersFXParams::IntId(i), params.m_auInts[i]);
+        bResult = bResult && bOk;
+    }
+    return bResult;
+}
+
+void KvSkrelFiltersFX::Execute(QwAudioBuffer* io_pBuffer)
+{
+    if (!m_pImpl)
+        return;
+    KvSkrelFiltersFXParams& params = *Params();
+    // Floats first: a filter whose type changes in this block copies the new settings.
+    if (params.m_bFloatsDirty) {
+        for (uint32_t i = 0; i < KvSkrelFiltersFXParams::NUM_FLOATS; ++i)
+            m_pImpl->SetFloatParam(KvSkrelFiltersFXParams::FloatId(i), params.m_afFloats[i]);
+        if (IsOutOfMemory())
+            return;
+        params.m_bFloatsDirty = false;
+    }
+    if (params.m_bIntsDirty) {
+        // A refused value (a type of 37, a mode of 3) leaves the old one in place.
+        PushInts();
+        if (IsOutOfMemory())
+            return;
+        params.m_bIntsDirty = false;
+    }
+    float* apChannels[256];
+    if (QwGatherChannels(*io_pBuffer, apChannels, 256) < m_pImpl->NumChannels())
+        return;
+    m_pImpl->ProcessDeinterleaved(io_pBuffer->uValidFrames, apChannels);
+}

@@ -1,0 +1,21 @@
+// The filters effect as the host sees it: three morphing filters in series per channel.
+// A change of filter type allocates inside Execute; a block whose change ran out of memory is
+// left unprocessed and the change is tried again on the next block.
+#pragma once
+#include "host/qweffectframe.h"
+#include "skrel_console/filter/qwent/audioenginefx/src/kvskrelfiltersfxparams.h"
+#include "skrel_console/filter/src/interface/skrelfiltersimpl.h"
+
+class KvSkrelFiltersFX : public QwEffectFrame<SkrelFiltersImpl>
+{
+public:
+    QwResult Init(QwPluginMemAlloc* in_pAllocator, QwEffectContext* in_pContext, QwPluginParam* in_pParams,
+                  QwFormat& io_format) override;
+    void Execute(QwAudioBuffer* io_pBuffer) override;
+
+    static QwEffectPlugin* Create(QwPluginMemAlloc* in_pAllocator) { return CreateAs<KvSkrelFiltersFX>(in_pAllocator); }
+
+private:
+    KvSkrelFiltersFXParams* Params() const { return static_cast<KvSkrelFiltersFXParams*>(m_pParams); }
+    bool PushInts();
+};
