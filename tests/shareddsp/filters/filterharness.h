@@ -87,7 +87,7 @@ struct NoiseRun
 };
 
 // White noise of in_fAmplitude for in_uNoise samples, then in_uSilence samples of silence.
-inline NoiseRun NoiseThenSilence(FilterState& io_filter, float in_fAmplitude, uint32_t in_uNoise = 48000,
+inline NoiseRun NoiseThenSilence(FilterState& io_filter, float in_fAmplitude, uint32_t in_uNoise = 24000,
                                  uint32_t in_uSilence = 96000, uint32_t in_uSeed = 7)
 {
     std::mt19937 rng(in_uSeed);

@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 #include "kvbase/common/common_allocator.h"
-#include "skrel_console/filter/qwent/audioenginefx/src/kvskrelfiltersfx.h"
+#include "skrel_console/filter/qwent/audioenginefx/kvskrelfiltersfx.h"
 #include "support/testhost.h"
 
 namespace {

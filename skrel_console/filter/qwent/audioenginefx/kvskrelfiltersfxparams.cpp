@@ -1,4 +1,4 @@
-#include "skrel_console/filter/qwent/audioenginefx/src/kvskrelfiltersfxparams.h"
+#include "skrel_console/filter/qwent/audioenginefx/kvskrelfiltersfxparams.h"
 
 namespace {
 
@@ -38,10 +38,10 @@ QwResult KvSkrelFiltersFXParams::SetParam(uint16_t in_uParamId, const void* in_p
     const uint32_t uSlot = s_auSlotOfK[in_uParamId % PARAMS_PER_FILTER];
     if (uSlot & INT_SLOT) {
         QwStoreRaw(m_auInts[uFilter * INTS_PER_FILTER + (uSlot & ~INT_SLOT)], in_pValue);
-        m_bIntsDirty = true;
+        m_bIntsDirty = 1;
     } else {
         QwStoreRaw(m_afFloats[uFilter * FLOATS_PER_FILTER + uSlot], in_pValue);
-        m_bFloatsDirty = true;
+        m_bFloatsDirty = 1;
     }
     return QW_Success;
 }

@@ -25,8 +25,8 @@ public:
     void ReadBlock(QwParamBlockReader& io_reader);
     void SetAllDirty()
     {
-        m_bFloatsDirty = true;
-        m_bIntsDirty = true;
+        m_bFloatsDirty = 1;
+        m_bIntsDirty = 1;
     }
 
     // The ids of the float and integer slots, in the order they are stored and pushed.
@@ -35,8 +35,8 @@ public:
 
     // Per filter: k = 1, 2, 3, 4, 7, 8, 9, 10, 11.
     float m_afFloats[NUM_FLOATS];
-    bool m_bFloatsDirty;
+    uint8_t m_bFloatsDirty;
     // Per filter: k = 0, 5, 6.
     uint32_t m_auInts[NUM_INTS];
-    bool m_bIntsDirty;
+    uint8_t m_bIntsDirty;
 };

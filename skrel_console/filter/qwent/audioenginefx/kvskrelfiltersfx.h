@@ -3,12 +3,14 @@
 // left unprocessed and the change is tried again on the next block.
 #pragma once
 #include "host/qweffectframe.h"
-#include "skrel_console/filter/qwent/audioenginefx/src/kvskrelfiltersfxparams.h"
+#include "skrel_console/filter/qwent/audioenginefx/kvskrelfiltersfxparams.h"
 #include "skrel_console/filter/src/interface/skrelfiltersimpl.h"
 
 class KvSkrelFiltersFX : public QwEffectFrame<SkrelFiltersImpl>
 {
 public:
+    enum : uint32_t { PLUGIN_ID = 6 };
+
     QwResult Init(QwPluginMemAlloc* in_pAllocator, QwEffectContext* in_pContext, QwPluginParam* in_pParams,
                   QwFormat& io_format) override;
     void Execute(QwAudioBuffer* io_pBuffer) override;

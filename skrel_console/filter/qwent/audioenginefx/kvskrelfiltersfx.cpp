@@ -1,4 +1,4 @@
-#include "skrel_console/filter/qwent/audioenginefx/src/kvskrelfiltersfx.h"
+#include "skrel_console/filter/qwent/audioenginefx/kvskrelfiltersfx.h"
 #include "kvbase/common/common_allocator.h"
 
 QwResult KvSkrelFiltersFX::Init(QwPluginMemAlloc* in_pAllocator, QwEffectContext* in_pContext,
@@ -7,7 +7,7 @@ QwResult KvSkrelFiltersFX::Init(QwPluginMemAlloc* in_pAllocator, QwEffectContext
     const QwResult eBegin = BeginInit(in_pAllocator, in_pParams, io_format, false);
     if (eBegin != QW_Success)
         return eBegin;
-    Params()->m_bIntsDirty = true;
+    Params()->m_bIntsDirty = 1;
     const QwResult eBuild = BuildImpl(in_pContext, static_cast<float>(m_format.uSampleRate),
                                       QwChannelCount(m_format.uChannelConfig), false);
     if (eBuild != QW_Success)
