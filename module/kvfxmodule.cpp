@@ -1,13 +1,10 @@
 // The module's registration records, pushed at load in a fixed order so that a walk of
 // g_pQWPluginList meets them in the reverse order: 9, 6, 5, 3, 4, 7, 2.
 #include "host/qwpluginregistration.h"
+#include "skrel_console/distortion/qwent/audioenginefx/kvskreldistortionfx.h"
 #include "skrel_console/filter/qwent/audioenginefx/kvskrelfiltersfx.h"
 
 namespace {
-
-QwPluginRegistration s_filtersRecord = {nullptr, QW_PLUGIN_TYPE_EFFECT, QW_COMPANY_ID, KvSkrelFiltersFX::PLUGIN_ID,
-                                        &KvSkrelFiltersFX::Create,
-                                        &KvSkrelFiltersFXParams::Create, {}};
 
 // Push order 1 reverb (2), 2 box modeler (7), 3 delay (4), 4 distortion (3), 5 dynamics (5),
 // 6 filters (6), 7 multiband distortion (9). Each effect adds its record at its position.
@@ -15,7 +12,8 @@ struct Registrar
 {
     Registrar()
     {
-        QwPushRegistration(&s_filtersRecord);
+        QwPushRegistration(KvSkrelDistortionRegistration()); // 4 distortion (3)
+        QwPushRegistration(KvSkrelFiltersRegistration());    // 6 filters (6)
     }
 };
 

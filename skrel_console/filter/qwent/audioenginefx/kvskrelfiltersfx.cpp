@@ -52,3 +52,15 @@ void KvSkrelFiltersFX::Execute(QwAudioBuffer* io_pBuffer)
         return;
     m_pImpl->ProcessDeinterleaved(io_pBuffer->uValidFrames, apChannels);
 }
+
+QwPluginRegistration* KvSkrelFiltersRegistration()
+{
+    static QwPluginRegistration s_record = {nullptr,
+                                            QW_PLUGIN_TYPE_EFFECT,
+                                            QW_COMPANY_ID,
+                                            KvSkrelFiltersFX::PLUGIN_ID,
+                                            &KvSkrelFiltersFX::Create,
+                                            &KvSkrelFiltersFXParams::Create,
+                                            {}};
+    return &s_record;
+}

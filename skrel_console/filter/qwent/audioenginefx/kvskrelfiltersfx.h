@@ -3,6 +3,7 @@
 // left unprocessed and the change is tried again on the next block.
 #pragma once
 #include "host/qweffectframe.h"
+#include "host/qwpluginregistration.h"
 #include "skrel_console/filter/qwent/audioenginefx/kvskrelfiltersfxparams.h"
 #include "skrel_console/filter/src/interface/skrelfiltersimpl.h"
 
@@ -21,3 +22,6 @@ private:
     KvSkrelFiltersFXParams* Params() const { return static_cast<KvSkrelFiltersFXParams*>(m_pParams); }
     bool PushInts();
 };
+
+// The module's record for this effect.
+QwPluginRegistration* KvSkrelFiltersRegistration();
