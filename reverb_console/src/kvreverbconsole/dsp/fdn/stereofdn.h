@@ -58,6 +58,8 @@ public:
     uint32_t GetMatrixType() const { return m_eMatrixType; }
 
     uint32_t GetOrder() const { return m_uOrder; }
+    // Stored only; nothing in the processing path reads it.
+    uint32_t GetBlockHint() const { return m_uBlockHint; }
     uint32_t GetNumChannels() const { return m_uNumChannels; }
     uint32_t GetMinDelay() const { return m_uMinDelay; }
     // Achieved length of a line in samples (the prime power), not the time asked for.
