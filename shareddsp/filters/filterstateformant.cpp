@@ -55,13 +55,16 @@ void FilterStateFormant::Process(uint32_t in_uFrames, float* io_pSamples)
 
     const double* c = s_aadVowels[uIndex / FORMANT_TAPS_PER_VOWEL];
     double* h = m_history.data();
+    double h0 = h[0], h1 = h[1], h2 = h[2], h3 = h[3], h4 = h[4], h5 = h[5], h6 = h[6], h7 = h[7], h8 = h[8],
+           h9 = h[9];
     for (uint32_t n = 0; n < in_uFrames; ++n) {
-        double y = c[0] * static_cast<double>(io_pSamples[n]);
-        for (uint32_t j = 0; j < ORDER; ++j)
-            y += c[j + 1] * h[j];
-        for (uint32_t j = ORDER - 1; j > 0; --j)
-            h[j] = h[j - 1];
-        h[0] = y;
+        // y = c0 x + c1 h0 + ... + c10 h9, summed as a tree with the newest term last, so that
+        // only one multiply and one add wait on the previous output.
+        const double older = ((c[0] * static_cast<double>(io_pSamples[n]) + c[10] * h9) + (c[9] * h8 + c[8] * h7)) +
+                             ((c[7] * h6 + c[6] * h5) + (c[5] * h4 + c[4] * h3)) + (c[3] * h2 + c[2] * h1);
+        const double y = older + c[1] * h0;
+        h9 = h8, h8 = h7, h7 = h6, h6 = h5, h5 = h4, h4 = h3, h3 = h2, h2 = h1, h1 = h0, h0 = y;
         io_pSamples[n] = static_cast<float>(y);
     }
+    h[0] = h0, h[1] = h1, h[2] = h2, h[3] = h3, h[4] = h4, h[5] = h5, h[6] = h6, h[7] = h7, h[8] = h8, h[9] = h9;
 }

@@ -33,15 +33,20 @@ void FilterStateLadder::Run(uint32_t in_uFrames, float* io_pSamples)
     const double r = m_dR;
     double x0 = m_dPrevInput;
     double y1 = m_adY[0], y2 = m_adY[1], y3 = m_adY[2], y4 = m_adY[3];
+    const double pr = p * r;
+    const double c3 = 0.166667;
     for (uint32_t n = 0; n < in_uFrames; ++n) {
-        const double u = io_pSamples[n] - y4 * r;
-        // Each stage's previous input is its predecessor's value from the sample before.
-        const double n1 = (u + x0) * p - k * y1;
-        const double n2 = (n1 + y1) * p - k * y2;
-        const double n3 = (n2 + y2) * p - k * y3;
-        double n4 = (n3 + y3) * p - k * y4;
+        const double x = io_pSamples[n];
+        const double u = x - y4 * r;
+        // Each stage's previous input is its predecessor's value from the sample before. The
+        // terms are grouped so that only one multiply and one add per stage wait on the stage
+        // before: n1 = (u + x0) p - k y1 with u = x - r y4.
+        const double n1 = ((p * x + p * x0) - k * y1) - pr * y4;
+        const double n2 = p * n1 + (p * y1 - k * y2);
+        const double n3 = p * n2 + (p * y2 - k * y3);
+        double n4 = p * n3 + (p * y3 - k * y4);
         // The shorter constant than the clipped ladder's is deliberate.
-        n4 = n4 - n4 * n4 * n4 * 0.166667;
+        n4 = n4 - (n4 * c3) * (n4 * n4);
         x0 = u;
         y1 = n1, y2 = n2, y3 = n3, y4 = n4;
         const double out = TAP == 0 ? y4 : (TAP == 1 ? u - y4 : (y3 - y4) * 3.0);

@@ -37,15 +37,19 @@ void FilterStateLadderCascade::Process(uint32_t in_uFrames, float* io_pSamples)
     const double fb = m_dFeedback;
     double o1 = m_adOut[0], o2 = m_adOut[1], o3 = m_adOut[2], o4 = m_adOut[3];
     double i1 = m_adPrevInput[0], i2 = m_adPrevInput[1], i3 = m_adPrevInput[2], i4 = m_adPrevInput[3];
+    const double g = c4 * 0.35013;
+    const double gfb = g * fb;
     for (uint32_t n = 0; n < in_uFrames; ++n) {
-        const double u = (io_pSamples[n] - o4 * fb) * c4 * 0.35013;
-        o1 = u + 0.3 * i1 + m * o1;
+        // u = (x - o4 fb) c4 0.35013, and each stage o = v + 0.3 i + m o, grouped so that
+        // only one multiply or add per stage waits on the stage before.
+        const double u = g * io_pSamples[n] - gfb * o4;
+        o1 = u + (0.3 * i1 + m * o1);
         i1 = u;
-        o2 = o1 + 0.3 * i2 + m * o2;
+        o2 = o1 + (0.3 * i2 + m * o2);
         i2 = o1;
-        o3 = o2 + 0.3 * i3 + m * o3;
+        o3 = o2 + (0.3 * i3 + m * o3);
         i3 = o2;
-        o4 = o3 + 0.3 * i4 + m * o4;
+        o4 = o3 + (0.3 * i4 + m * o4);
         i4 = o3;
         io_pSamples[n] = static_cast<float>(o4);
     }

@@ -42,17 +42,23 @@ void FilterStateLadderClipped::Process(uint32_t in_uFrames, float* io_pSamples)
     const double r = m_dR;
     double y1 = m_adStage[0], y2 = m_adStage[1], y3 = m_adStage[2], y4 = m_adStage[3];
     double i1 = m_adPrevInput[0], i2 = m_adPrevInput[1], i3 = m_adPrevInput[2], i4 = m_adPrevInput[3];
+    const double pr = p * r;
+    const double c3 = 0.16666666666666666;
     for (uint32_t n = 0; n < in_uFrames; ++n) {
-        const double u = FilterClamp(io_pSamples[n], -1.0, 1.0) - y4 * r;
-        y1 = (u + i1) * p - k * y1;
+        const double x = FilterClamp(io_pSamples[n], -1.0, 1.0);
+        const double u = x - y4 * r;
+        // y1 = (u + i1) p - k y1, grouped so that one multiply and one add wait on y4.
+        y1 = ((p * x + p * i1) - k * y1) - pr * y4;
         i1 = u;
-        y2 = (y1 + i2) * p - k * y2;
+        const double n2 = p * y1 + (p * i2 - k * y2);
         i2 = y1;
-        y3 = (y2 + i3) * p - k * y3;
+        y2 = n2;
+        const double n3 = p * y2 + (p * i3 - k * y3);
         i3 = y2;
-        y4 = (y3 + i4) * p - k * y4;
+        y3 = n3;
+        y4 = p * y3 + (p * i4 - k * y4);
         i4 = y3;
-        y4 = y4 - y4 * y4 * y4 * 0.16666666666666666;
+        y4 = y4 - (y4 * c3) * (y4 * y4);
         io_pSamples[n] = static_cast<float>(y4);
     }
     m_adStage[0] = y1, m_adStage[1] = y2, m_adStage[2] = y3, m_adStage[3] = y4;
