@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <dlfcn.h>
 #include <cmath>
 #include <complex>
 #include <cstring>
@@ -38,10 +39,9 @@ struct Instance
         ASSERT_EQ(pParams->SetParam(in_uId, &in_value, 4), QW_Success);
     }
     // Runs planar channel data through Execute, one host block at a time.
-    void Run(std::vector<float>& io_planar, uint32_t in_uChannels, uint16_t in_uValid)
+    void Run(std::vector<float>& io_planar, uint16_t in_uValid)
     {
         QwAudioBuffer buffer{io_planar.data(), format.uChannelConfig, QW_Success, MAX_FRAMES, in_uValid};
-        (void)in_uChannels;
         pEffect->Execute(&buffer);
     }
     TestHost& host;
@@ -140,10 +140,10 @@ TEST(KvSkrelFiltersFX, AllModesOffLeaveAudioBitIdentical)
     fx.Set<uint32_t>(12, 22); // a type change too, to run through a rebuild
     const std::vector<float> input = Noise(2 * MAX_FRAMES, 1.0f);
     std::vector<float> data = input;
-    fx.Run(data, 2, MAX_FRAMES);
+    fx.Run(data, MAX_FRAMES);
     EXPECT_EQ(data, input);
     data = input;
-    fx.Run(data, 2, 100);
+    fx.Run(data, 100);
     EXPECT_EQ(data, input);
 }
 
@@ -155,9 +155,9 @@ TEST(KvSkrelFiltersFX, EmptyBlockStillAdvancesTheLfo)
     fx.Set<uint32_t>(5, 1);      // filter 0 modulated
     fx.Set<float>(7, 100.0f);    // P = 4800 samples
     std::vector<float> data(MAX_FRAMES, 0.0f);
-    fx.Run(data, 1, 0);
+    fx.Run(data, 0);
     EXPECT_EQ(fx.pEffect->GetImpl()->Channel(0)->GetLfoPosition(0), MAX_FRAMES);
-    fx.Run(data, 1, 10);
+    fx.Run(data, 10);
     EXPECT_EQ(fx.pEffect->GetImpl()->Channel(0)->GetLfoPosition(0), 2u * MAX_FRAMES);
 }
 
@@ -174,7 +174,7 @@ TEST(KvSkrelFiltersFX, TypeAboveThirtySixFailsInitAndIsDroppedInExecute)
     ASSERT_EQ(fx.Init(2), QW_Success);
     fx.Set<uint32_t>(12, 37);
     std::vector<float> data(2 * MAX_FRAMES, 0.0f);
-    fx.Run(data, 2, MAX_FRAMES);
+    fx.Run(data, MAX_FRAMES);
     EXPECT_EQ(fx.pEffect->GetImpl()->GetIntParam(12), 6u);
     EXPECT_FALSE(fx.pParams->m_bIntsDirty);
 }
@@ -241,12 +241,12 @@ TEST(KvSkrelFiltersFX, ExecuteAllocatesOnlyForATypeChange)
     Instance fx(host);
     ASSERT_EQ(fx.Init(2), QW_Success);
     std::vector<float> data = Noise(2 * MAX_FRAMES, 0.5f);
-    fx.Run(data, 2, MAX_FRAMES); // the first block pushes everything once more
+    fx.Run(data, MAX_FRAMES); // the first block pushes everything once more
     const uint64_t uBefore = host.allocator.AllocCalls();
     fx.Set<uint32_t>(17, 1);
     fx.Set<float>(13, 500.0f);
-    fx.Run(data, 2, MAX_FRAMES);
-    fx.Run(data, 2, 77);
+    fx.Run(data, MAX_FRAMES);
+    fx.Run(data, 77);
     EXPECT_EQ(host.allocator.AllocCalls(), uBefore);
 
     // A type change that runs out of memory: the block is left as it was and the flag stays.
@@ -254,7 +254,7 @@ TEST(KvSkrelFiltersFX, ExecuteAllocatesOnlyForATypeChange)
     host.allocator.FailFrom(1);
     const std::vector<float> input = Noise(2 * MAX_FRAMES, 0.5f);
     data = input;
-    fx.Run(data, 2, MAX_FRAMES);
+    fx.Run(data, MAX_FRAMES);
     EXPECT_EQ(data, input);
     EXPECT_TRUE(fx.pParams->m_bIntsDirty);
     host.allocator.FailAt(0);
@@ -271,4 +271,60 @@ TEST(KvSkrelFiltersFX, TooLongABlockPassesUnfiltered)
     fx.pEffect->Execute(&buffer);
     EXPECT_EQ(data, input);
     EXPECT_EQ(host.asserts.Count("in_uFrames <= m_uMaxBlockFrames"), 1u);
+}
+
+TEST(KvSkrelFiltersFX, NoChannelsIsNotRefused)
+{
+    TestHost host;
+    Instance fx(host);
+    EXPECT_EQ(fx.Init(0), QW_Success);
+    // Every integer pushed at Init meets an empty chain list.
+    EXPECT_EQ(host.asserts.Count("m_pFilters.size() > 0"), 9u);
+}
+
+TEST(KvSkrelFiltersFX, RecordInTheBuiltModule)
+{
+    TestHost host;
+    void* pHandle = dlopen(KVFX_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(pHandle, nullptr) << dlerror();
+    auto** ppHead = static_cast<QwPluginRegistration**>(dlsym(pHandle, "g_pQWPluginList"));
+    ASSERT_NE(ppHead, nullptr);
+    // Pushed after the records of ids 2, 7, 4, 3 and 5, so a walk meets it before all of those.
+    const QwPluginRegistration* pRecord = nullptr;
+    for (const QwPluginRegistration* p = *ppHead; p; p = p->next) {
+        if (p->uPluginID == 6) {
+            pRecord = p;
+        } else if (p->uPluginID != 9) {
+            EXPECT_NE(pRecord, nullptr) << "plug-in " << p->uPluginID << " walked before the filters";
+        }
+    }
+    ASSERT_NE(pRecord, nullptr);
+    EXPECT_EQ(pRecord->eType, 3u);
+    EXPECT_EQ(pRecord->uCompanyID, 259u);
+    QwPluginParam* pParams = pRecord->pCreateParams(&host.allocator);
+    QwEffectPlugin* pEffect = pRecord->pCreateFX(&host.allocator);
+    ASSERT_TRUE(pParams && pEffect);
+    pParams->Init(&host.allocator, nullptr, 0);
+    TestEffectContext context(64);
+    QwFormat format = {48000, QwMakeChannelConfig(1, QW_MASK_MONO), 0};
+    ASSERT_EQ(pEffect->Init(&host.allocator, &context, pParams, format), QW_Success);
+    EXPECT_FALSE(pEffect->ProbeFlag());
+    EXPECT_EQ(pEffect->TimeSkip(64), 45u);
+    std::vector<float> data(64, 0.25f);
+    QwAudioBuffer buffer{data.data(), format.uChannelConfig, QW_Success, 64, 64};
+    pEffect->Execute(&buffer);
+    // The same block through the effect as built into this test: the same numbers.
+    std::vector<float> expected(64, 0.25f);
+    {
+        Instance local(host, 64);
+        ASSERT_EQ(local.Init(1), QW_Success);
+        QwAudioBuffer localBuffer{expected.data(), local.format.uChannelConfig, QW_Success, 64, 64};
+        local.pEffect->Execute(&localBuffer);
+    }
+    EXPECT_EQ(data, expected);
+    EXPECT_NE(data, std::vector<float>(64, 0.25f));
+    pEffect->Term(&host.allocator);
+    pParams->Term(&host.allocator);
+    EXPECT_TRUE(host.allocator.Balanced());
+    dlclose(pHandle);
 }
