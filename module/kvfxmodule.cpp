@@ -2,6 +2,7 @@
 // g_pQWPluginList meets them in the reverse order: 9, 6, 5, 3, 4, 7, 2.
 #include "host/qwpluginregistration.h"
 #include "skrel_console/distortion/qwent/audioenginefx/kvskreldistortionfx.h"
+#include "skrel_console/dynamics/qwent/audioenginefx/kvskreldynamicsfx.h"
 
 namespace {
 
@@ -12,6 +13,7 @@ struct Registrar
     Registrar()
     {
         QwPushRegistration(KvSkrelDistortionRegistration()); // 4 distortion (3)
+        QwPushRegistration(KvSkrelDynamicsRegistration());   // 5 dynamics (5)
     }
 };
 
