@@ -145,18 +145,18 @@ void DynamicsDsp::Process(uint32_t in_uStage, uint32_t in_uSamples, float* io_pS
         if (x < fExpThreshold && bExpActive && x >= EXPANDER_FLOOR)
             e = std::pow(x / fExpThreshold, fExpExponent);
 
+        // Both branches of each smoother are computed and one is selected: on noisy material
+        // the comparisons flip from sample to sample and a jump would be mispredicted.
         // The release closes the expander towards its target, the attack opens it towards 1.
-        if (x <= fExpThreshold)
-            fExpGain = fExpGain * fExpReleaseCoeff + e * fExpReleaseGain;
-        else if (fExpGain != 1.0f)
-            fExpGain = fExpGain * fExpAttackCoeff + fExpAttackGain;
+        const float fExpClosing = fExpGain * fExpReleaseCoeff + e * fExpReleaseGain;
+        const float fExpOpening = fExpGain != 1.0f ? fExpGain * fExpAttackCoeff + fExpAttackGain : fExpGain;
+        fExpGain = x <= fExpThreshold ? fExpClosing : fExpOpening;
 
         // The release runs towards 1, not towards the target, so a gain under its target rises
         // past it and the attack pulls it back: the gain hunts around the target. Intended.
-        if (fCompGain <= c)
-            fCompGain = fCompGain * fCompReleaseCoeff + fCompReleaseGain;
-        else
-            fCompGain = fCompGain * fCompAttackCoeff + c * fCompAttackGain;
+        const float fCompRising = fCompGain * fCompReleaseCoeff + fCompReleaseGain;
+        const float fCompFalling = fCompGain * fCompAttackCoeff + c * fCompAttackGain;
+        fCompGain = fCompGain <= c ? fCompRising : fCompFalling;
 
         if (fCompGain < fCompGainMin)
             fCompGainMin = fCompGain;
