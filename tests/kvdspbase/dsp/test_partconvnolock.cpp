@@ -57,12 +57,13 @@ std::vector<float> RunRandomCalls(PartConvNoLock& conv, const std::vector<float>
 TEST(PartConvNoLock, MatchesDirectConvolutionForAnyCallLength)
 {
     TestHost host;
-    for (uint32_t uTaps : {1u, B - 1, B, B + 1, 5 * B + 3}) {
+    for (uint32_t uTaps : {1u, B - 1, B, B + 1, 5 * B + 3, 4 * B}) {
         // Taps scaled by 1/sqrt(taps) keep the output near unit size.
         const std::vector<float> h = Noise(uTaps, uTaps, 1.0f / std::sqrt(static_cast<float>(uTaps)));
         const std::vector<float> x = Noise(16 * B + 7, 100 + uTaps, 1.0f);
         const std::vector<double> want = DirectConvolution(x, h);
         PartConvNoLock conv(uTaps, 1, ORDER);
+        conv.UseSimd(uTaps != 4 * B); // one case on the portable kernels
         EXPECT_TRUE(conv.SetTaps(uTaps, h.data(), false));
         EXPECT_EQ(conv.NumPartitions(), (uTaps + B - 1) / B); // an exact multiple adds no partition
         const uint64_t uAllocs = host.allocator.AllocCalls();

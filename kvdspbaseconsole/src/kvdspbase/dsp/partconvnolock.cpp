@@ -27,7 +27,8 @@ PartConvNoLock::PartConvNoLock(uint32_t uMaxTaps, uint32_t uNumChannels, uint32_
       m_uNumSlots(0),
       m_uOutputPos(0),
       m_uSlot(0),
-      m_bReady(false)
+      m_bReady(false),
+      m_pfnMac(SelectSpectrumRingMac(true))
 {
     m_FFT.InitReal(static_cast<uint32_t>(m_sFFTSize));
     m_aafInputBlock.resize(uNumChannels);
@@ -136,13 +137,8 @@ void PartConvNoLock::Process(uint32_t uNumSamples, float* const* ppChannels)
                 ippsCopy_32f(B, m_aafInputBlock[c].data(), pTime);
                 ippsZero_32f(B, pTime + B);
                 m_FFT.ForwardReal(pTime, Slot(c, m_uSlot));
-                for (uint32_t u = 0; u < m_uNumSlots; ++u) {
-                    uint32_t s = m_uSlot + 1 + u;
-                    if (s >= m_uNumSlots)
-                        s -= m_uNumSlots;
-                    // The newest slot meets kernel 1, the oldest the last kernel.
-                    ippsAddProduct_32fc(uBins, Slot(c, s), Kernel(m_uNumSlots - u), pSum);
-                }
+                // The newest slot meets kernel 1, the oldest the last kernel.
+                m_pfnMac(uBins, uSpectrum, Slot(c, 0), m_uNumSlots, m_uSlot, Kernel(1), pSum);
                 m_FFT.InverseReal(pSum, pTime);
                 ippsAdd_32f_I(2 * B, pTime, m_aafOverlap[c].data());
             }

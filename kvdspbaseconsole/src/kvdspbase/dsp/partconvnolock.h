@@ -5,6 +5,7 @@
 #include <cstdint>
 #include "kvbase/common/common_vector.h"
 #include "kvdspbase/dsp/fft.h"
+#include "kvdspbase/dsp/spectrumring.h"
 
 // Later partitions of all channels share one spectrum sum that is cleared only after the last
 // channel, so objects with more than one channel are only correct while the impulse fits one
@@ -25,6 +26,12 @@ public:
     void Reset();
 
     uint32_t NumPartitions() const { return m_uNumPartitions; }
+    // Tests compare the vector kernels with the portable ones through this switch.
+    void UseSimd(bool bAllow)
+    {
+        m_FFT.UseSimd(bAllow);
+        m_pfnMac = SelectSpectrumRingMac(bAllow);
+    }
 
 private:
     void Plan(uint32_t uNumTaps);
@@ -54,4 +61,5 @@ private:
     uint32_t m_uSlot;
     // False while any vector is short after a failed allocation: Process then does nothing.
     bool m_bReady;
+    SpectrumRingMacFn m_pfnMac;
 };

@@ -3,7 +3,12 @@
 #include "kvbase/ipp/ipp_vector_ref.h"
 
 UniformPartConv::UniformPartConv(uint32_t uNumChannels, uint32_t uBlockSize)
-    : m_uNumChannels(uNumChannels), m_uNumPartitions(0), m_uBlockSize(uBlockSize), m_uSlot(0), m_bReady(false)
+    : m_uNumChannels(uNumChannels),
+      m_uNumPartitions(0),
+      m_uBlockSize(uBlockSize),
+      m_uSlot(0),
+      m_bReady(false),
+      m_pfnMac(SelectSpectrumRingMac(true))
 {
     if (uBlockSize != 0)
         m_FFT.InitReal(2 * uBlockSize);
@@ -71,13 +76,8 @@ void UniformPartConv::ProcessBlock(float* const* ppChannels)
         ippsZero_32f(B, pWork + B);
         m_FFT.ForwardReal(pWork, pLine + m_uSlot * uSpectrum);
         ippsZero_32f(uSpectrum, pSum);
-        for (uint32_t p = 0; p < P; ++p) {
-            // Partition p meets the block of p calls ago.
-            uint32_t s = m_uSlot + P - p;
-            if (s >= P)
-                s -= P;
-            ippsAddProduct_32fc(B + 1, pLine + s * uSpectrum, pKernel + p * uSpectrum, pSum);
-        }
+        // Partition p meets the block of p calls ago.
+        m_pfnMac(B + 1, uSpectrum, pLine, P, m_uSlot, pKernel, pSum);
         m_FFT.InverseReal(pSum, pWork);
         for (uint32_t i = 0; i < B; ++i)
             x[i] = pWork[i] + pOverlap[i];

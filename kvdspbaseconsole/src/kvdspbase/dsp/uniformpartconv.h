@@ -5,6 +5,7 @@
 #include <cstdint>
 #include "kvbase/common/common_vector.h"
 #include "kvdspbase/dsp/fft.h"
+#include "kvdspbase/dsp/spectrumring.h"
 
 class UniformPartConv
 {
@@ -23,6 +24,12 @@ public:
 
     uint32_t NumPartitions() const { return m_uNumPartitions; }
     uint32_t BlockSize() const { return m_uBlockSize; }
+    // Tests compare the vector kernels with the portable ones through this switch.
+    void UseSimd(bool bAllow)
+    {
+        m_FFT.UseSimd(bAllow);
+        m_pfnMac = SelectSpectrumRingMac(bAllow);
+    }
 
 private:
     uint32_t Stride() const { return 2 * m_uBlockSize + 2; }
@@ -40,4 +47,5 @@ private:
     common_aligned_vector<float> m_aafKernel;
     uint32_t m_uSlot;
     bool m_bReady;
+    SpectrumRingMacFn m_pfnMac;
 };
