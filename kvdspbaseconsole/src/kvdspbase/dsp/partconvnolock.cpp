@@ -86,6 +86,9 @@ bool PartConvNoLock::SetTaps(uint32_t uNumTaps, const float* pTaps, bool bKeepSt
 void PartConvNoLock::ProcessMono(uint32_t uNumSamples, float* pSamples)
 {
     QW_ASSERT(m_uNumChannels == 1);
+    // One pointer cannot serve more channels without reading past it.
+    if (m_uNumChannels != 1)
+        return;
     Process(uNumSamples, &pSamples);
 }
 

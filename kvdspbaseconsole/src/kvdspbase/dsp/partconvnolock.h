@@ -26,6 +26,7 @@ public:
     void Reset();
 
     uint32_t NumPartitions() const { return m_uNumPartitions; }
+    uint32_t BlockOrder() const { return m_uBlockOrder; }
     // Tests compare the vector kernels with the portable ones through this switch.
     void UseSimd(bool bAllow)
     {
