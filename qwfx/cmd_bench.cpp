@@ -54,7 +54,7 @@ Measure Time(QwEffectPlugin& io_effect, const QwPlanarAudio& in_programme, uint1
 void PrintRow(const std::string& in_sEffect, const char* in_pszPreset, uint16_t in_uBlock, const Measure& in_m,
               const std::string& in_sAllocs, const std::string& in_sAsserts)
 {
-    std::printf("%-22s %-16s %8u %6u %8u %11.1fx %10.2f %8s %10s\n", in_sEffect.c_str(), in_pszPreset,
+    std::printf("%-22s %-22s %8u %6u %8u %11.1fx %10.2f %8s %10s\n", in_sEffect.c_str(), in_pszPreset,
                 BENCH_CHANNELS, in_uBlock, BENCH_RATE, in_m.fRealTime, in_m.fNsPerSample, in_sAllocs.c_str(),
                 in_sAsserts.c_str());
 }
@@ -101,7 +101,7 @@ int QwfxBench(const QwfxArgs& in_args)
 
     const QwPlanarAudio programme = QwMakeBenchProgramme(BENCH_RATE, fSeconds, BENCH_CHANNELS);
     std::printf("%.0f s of noise-like programme per run; real-time = audio seconds per CPU second\n", fSeconds);
-    std::printf("%-22s %-16s %8s %6s %8s %12s %10s %8s %10s\n", "effect", "preset", "channels", "block", "rate",
+    std::printf("%-22s %-22s %8s %6s %8s %12s %10s %8s %10s\n", "effect", "preset", "channels", "block", "rate",
                 "real-time", "ns/smp/ch", "allocs", "assertions");
     for (uint16_t uBlock : BENCH_BLOCKS) {
         NullEffect reference;
@@ -126,7 +126,7 @@ int QwfxBench(const QwfxArgs& in_args)
                 QwEffectInstance instance(allocator);
                 if (!QwParseSettings(pMeta, pPresets[p].pszSettings, setup.settings, sError) ||
                     !QwPrepareEffect(instance, setup, sError)) {
-                    std::printf("%-22s %-16s failed: %s\n", sName.c_str(), pPresets[p].pszName, sError.c_str());
+                    std::printf("%-22s %-22s failed: %s\n", sName.c_str(), pPresets[p].pszName, sError.c_str());
                     bClean = false;
                     continue;
                 }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <sstream>
 #include "qwfx/lib/qwaudiofile.h"
 #include "qwfx/lib/qwmodule.h"
 #include "support/qwfxrun.h"
@@ -125,4 +126,132 @@ TEST(QwfxEffects, DistortionOutputDoesNotDependOnTheHostBlock)
     }
     EXPECT_EQ(outputs[0].channels, outputs[1].channels);
     EXPECT_EQ(outputs[0].channels, outputs[2].channels);
+}
+
+namespace {
+
+std::string DynamicsBlock(const TestTempDir& in_dir, uint32_t in_uBypass, const float (&in_afValues)[9])
+{
+    uint8_t aBytes[40];
+    std::memcpy(aBytes, &in_uBypass, 4);
+    std::memcpy(aBytes + 4, in_afValues, 36);
+    std::ofstream file(in_dir.File("dynamics.bin"), std::ios::binary);
+    file.write(reinterpret_cast<const char*>(aBytes), sizeof(aBytes));
+    return in_dir.File("dynamics.bin");
+}
+
+} // namespace
+
+TEST(QwfxEffects, DynamicsBypassLeavesAudioUntouched)
+{
+    if (!Registered(5))
+        GTEST_SKIP() << "dynamics is not registered";
+    TestTempDir dir;
+    const std::string sIn = WriteProgramme(dir);
+    const QwPlanarAudio output =
+        Render(dir, {"render", "dynamics", sIn, dir.File("out.wav"), "--set", "bypass=on", "--set", "comp-ratio=8",
+                     "--set", "comp-threshold=-40"},
+               dir.File("out.wav"));
+    EXPECT_EQ(output.channels, ReadBack(sIn).channels);
+}
+
+TEST(QwfxEffects, DynamicsCompressorWithZeroAttackHitsItsTarget)
+{
+    if (!Registered(5))
+        GTEST_SKIP() << "dynamics is not registered";
+    TestTempDir dir;
+    // Left a steady 0.5, 14 dB over a -20 dB threshold; right a steady 0.05, under it.
+    QwPlanarAudio input(48000, 2, 2400);
+    for (size_t i = 0; i < 2400; ++i) {
+        input.channels[0][i] = 0.5f;
+        input.channels[1][i] = 0.05f;
+    }
+    std::string sError;
+    ASSERT_TRUE(QwWriteFloatWav(dir.File("in.wav"), input, sError));
+
+    // Threshold -20 dB, ratio 4, attack 0, release 100 ms, expander off, as a block and as --set.
+    const float afValues[9] = {-20.0f, 4.0f, 0.0f, 100.0f, 0.0f, 1.0f, 10.0f, 200.0f, 0.0f};
+    const QwPlanarAudio fromBlock = Render(
+        dir, {"render", "dynamics", dir.File("in.wav"), dir.File("a.wav"), "--params", DynamicsBlock(dir, 0, afValues)},
+        dir.File("a.wav"));
+    const QwPlanarAudio fromSet =
+        Render(dir,
+               {"render", "dynamics", dir.File("in.wav"), dir.File("b.wav"), "--set", "comp-threshold=-20", "--set",
+                "comp-ratio=4", "--set", "3=0", "--set", "comp-release=100"},
+               dir.File("b.wav"));
+    EXPECT_EQ(fromBlock.channels, fromSet.channels);
+    ASSERT_EQ(fromBlock.NumFrames(), 2400u);
+
+    // Target gain c = (x / T)^(1/ratio - 1) with T = e^(-20 x 0.115129255) (about 0.1).
+    // Attack 0 puts the gain on c at once; on the next sample gain <= c takes the release
+    // branch towards 1, h = c a + (1 - a) with a = e^(-2000 / 48000 / 100), and the one after
+    // pulls it back to c: the gain alternates between the two, even samples on c.
+    const double fThreshold = std::exp(-20.0 * 0.115129255);
+    const double fTarget = std::pow(0.5 / fThreshold, 0.25 - 1.0);
+    const double fA = std::exp(-2000.0 / 48000.0 / 100.0);
+    const double fHunt = fTarget * fA + (1.0 - fA);
+    for (size_t i = 0; i < 2400; ++i) {
+        const double fExpected = 0.5 * (i % 2 == 0 ? fTarget : fHunt);
+        // Single-precision pow and products: a few ulps.
+        ASSERT_NEAR(fromBlock.channels[0][i], fExpected, 2e-6 * fExpected) << i;
+        // Under the threshold the gain stays 1; the +-1e-10 guards are below float resolution at 0.05.
+        ASSERT_EQ(fromBlock.channels[1][i], 0.05f) << i;
+    }
+}
+
+TEST(QwfxEffects, DemoRendersEveryRegisteredEffect)
+{
+    QwModule module;
+    std::string sError;
+    ASSERT_TRUE(module.Open(KVFX_MODULE_PATH, sError)) << sError;
+    const auto records = module.Records();
+    if (records.empty())
+        GTEST_SKIP() << "no effect registered";
+    TestTempDir dir;
+    const QwfxRunResult result = RunQwfx({"demo", dir.File("demo")}, dir);
+    ASSERT_EQ(result.iStatus, 0) << result.sErr;
+    const QwPlanarAudio programme = ReadBack(dir.File("demo/programme.wav"));
+    EXPECT_EQ(programme.NumChannels(), 2u);
+    EXPECT_EQ(programme.uSampleRate, 48000u);
+    // Peak at -3 dBFS: 10^(-3/20) = 0.70795.
+    EXPECT_NEAR(programme.Peak(), 0.70795f, 1e-4f);
+    for (const QwPluginRegistration* pRecord : records) {
+        const char* const apszNames[10] = {nullptr,   nullptr, "reverb",      "distortion", "delay", "dynamics",
+                                           "filters", "box-modeler", nullptr, "multiband-distortion"};
+        const std::string sName = apszNames[pRecord->uPluginID];
+        const QwPlanarAudio output = ReadBack(dir.File("demo/" + sName + ".wav"));
+        // At least the programme comes back (effects with tails add to it), and the effect did something.
+        EXPECT_GE(output.NumFrames(), programme.NumFrames()) << sName;
+        EXPECT_NE(output.channels, programme.channels) << sName;
+        EXPECT_NE(result.sOut.find("\n" + sName + " "), std::string::npos) << result.sOut;
+    }
+}
+
+TEST(QwfxEffects, BenchReportsNoAllocationInExecute)
+{
+    if (!Registered(5))
+        GTEST_SKIP() << "dynamics is not registered";
+    TestTempDir dir;
+    const QwfxRunResult result = RunQwfx({"bench", "dynamics", "--seconds", "0.2"}, dir);
+    ASSERT_EQ(result.iStatus, 0) << result.sErr;
+    size_t uRows = 0;
+    for (const std::string& sLine : result.OutLines()) {
+        if (sLine.rfind("dynamics ", 0) != 0)
+            continue;
+        std::istringstream line(sLine);
+        std::string sEffect, sPreset, sRealTime;
+        uint32_t uChannels = 0, uBlock = 0, uRate = 0;
+        double fNs = 0.0;
+        uint64_t uAllocs = 1;
+        ASSERT_TRUE(line >> sEffect >> sPreset >> uChannels >> uBlock >> uRate >> sRealTime >> fNs >> uAllocs) << sLine;
+        EXPECT_EQ(uChannels, 2u);
+        EXPECT_TRUE(uBlock == 512 || uBlock == 64) << uBlock;
+        EXPECT_EQ(uRate, 48000u);
+        EXPECT_EQ(uAllocs, 0u) << sLine;
+        EXPECT_GT(fNs, 0.0);
+        ++uRows;
+    }
+    // Each bench preset at both block lengths.
+    EXPECT_EQ(uRows % 2, 0u);
+    EXPECT_GE(uRows, 2u) << result.sOut;
 }
