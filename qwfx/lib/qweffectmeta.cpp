@@ -6,12 +6,14 @@
 // in walk order: multiband distortion 9, filters 6, dynamics 5, distortion 3, delay 4,
 // box modeler 7, reverb 2.
 extern const QwEffectMeta g_qwFiltersMeta;
+extern const QwEffectMeta g_qwDynamicsMeta;
 extern const QwEffectMeta g_qwDistortionMeta;
 
 const std::vector<const QwEffectMeta*>& QwAllEffectMeta()
 {
     static const std::vector<const QwEffectMeta*> s_all = {
         &g_qwFiltersMeta,
+        &g_qwDynamicsMeta,
         &g_qwDistortionMeta,
     };
     return s_all;

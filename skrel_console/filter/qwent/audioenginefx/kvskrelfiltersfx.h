@@ -19,7 +19,6 @@ public:
     static QwEffectPlugin* Create(QwPluginMemAlloc* in_pAllocator) { return CreateAs<KvSkrelFiltersFX>(in_pAllocator); }
 
 private:
-    KvSkrelFiltersFXParams* Params() const { return static_cast<KvSkrelFiltersFXParams*>(m_pParams); }
     bool PushInts();
 };
 

@@ -1,6 +1,6 @@
 #include "skrel_console/filter/src/interface/skrelfiltersimpl.h"
 #include "host/qwassert.h"
-#include "host/qweffectframe.h"
+#include "host/qwprocesspadded.h"
 #include "kvbase/common/common_allocator.h"
 
 namespace {
