@@ -15,7 +15,7 @@ public:
                 float in_fResonance) override;
 
     // False when the filter's memory could not be had.
-    bool HasFilter() const { return m_bHasFilter; }
+    bool HasFilter() const { return m_bHasFilter && m_filter.HasState(); }
     // The shelves take their slope from Q along the line through (Q 1, slope 0.1) and
     // (Q 24, slope 1), unclamped: the usual Q of 0.5 gives a slope below 0.1 on purpose.
     static float ShelfSlopeFromQ(float in_fQ) { return 0.1f + (in_fQ - 1.0f) * (0.9f / 23.0f); }
