@@ -7,12 +7,14 @@
 // box modeler 7, reverb 2.
 extern const QwEffectMeta g_qwDynamicsMeta;
 extern const QwEffectMeta g_qwDistortionMeta;
+extern const QwEffectMeta g_qwReverbMeta;
 
 const std::vector<const QwEffectMeta*>& QwAllEffectMeta()
 {
     static const std::vector<const QwEffectMeta*> s_all = {
         &g_qwDynamicsMeta,
         &g_qwDistortionMeta,
+        &g_qwReverbMeta,
     };
     return s_all;
 }
