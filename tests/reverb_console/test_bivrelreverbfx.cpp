@@ -243,6 +243,37 @@ TEST(BivrelReverbFX, PreDelayShiftsTheWetPathOnly)
     }
 }
 
+TEST(BivrelReverbFX, PreDelayChangeCrossFadesOver128Samples)
+{
+    TestHost host;
+    Reverb fx(host, QwWriteReverbModel(MixingModel()), 512);
+    fx.pParams->fFrontPreDelay = 5.0f; // 240 samples
+    ASSERT_EQ(fx.Init(2, QW_MASK_STEREO), QW_Success);
+    fx.Set(BivrelReverbFXParams::FRONT_DRY_OUT, -96.3f);
+    // A ramp makes the read position visible: a delay of d gives t - d.
+    std::vector<float> data(2 * 512, 0.0f);
+    float fNext = 0.0f;
+    auto Block = [&]() {
+        for (int t = 0; t < 512; ++t)
+            data[t] = fNext + t;
+        fNext += 512.0f;
+        fx.Run(data, 512, 512);
+    };
+    Block();
+    Block();
+    EXPECT_NEAR(data[100], 512.0f + 100.0f - 240.0f, 0.05f);
+    fx.Set(BivrelReverbFXParams::FRONT_PRE_DELAY, 10.0f); // 480 samples, faded from the next block
+    Block();
+    const float fDry = Db(-96.3f);
+    for (int k = 0; k < 140; ++k) {
+        const float t = 1024.0f + k;
+        // Weights k+1 over 128 of the new position for 127 samples, then the new one alone.
+        const float w = k < 127 ? (k + 1) / 128.0f : 1.0f;
+        const float fExpected = (1.0f - w) * (t - 240.0f) + w * (t - 480.0f) + fDry * t;
+        ASSERT_NEAR(data[k], fExpected, 0.05f) << k;
+    }
+}
+
 TEST(BivrelReverbFX, TailRingsAndExecuteAllocatesNothing)
 {
     TestHost host;
