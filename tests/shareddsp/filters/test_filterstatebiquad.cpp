@@ -98,7 +98,7 @@ TEST(FilterStateBiquad, AboveHalfTheRateLowPassPassesAndHighPassIsSilent)
     std::vector<float> a = input, b = input;
     RunBlocks(*low, a);
     RunBlocks(*high, b);
-    // Exact but for the recursion's alternating 1e-10 anti-denormal offset.
+    // Exact but for the recursion's 1e-10 anti-denormal offset.
     for (size_t n = 0; n < input.size(); ++n) {
         ASSERT_NEAR(a[n], input[n], 1e-9f) << n;
         ASSERT_NEAR(b[n], 0.0f, 1e-9f) << n;
@@ -122,7 +122,8 @@ TEST(FilterStateBiquad, RetuningKeepsTheHistory)
 {
     TestHost host;
     // 400 samples at 500 Hz, then Update to 3 kHz: the filter goes on from its history, as a
-    // long-double direct form whose coefficients switch at sample 400.
+    // long-double transposed direct form II whose coefficients switch at sample 400 while its
+    // two state values carry on.
     const std::vector<float> input = Noise(800);
     Filter filter(FILTER_BIQUAD_LOW_PASS, 500.0f, 0.0f, 0.0f, 0.7f);
     std::vector<float> got = input;
@@ -130,12 +131,14 @@ TEST(FilterStateBiquad, RetuningKeepsTheHistory)
     filter->Update(FS, 3000.0f, 0.0f, 0.7f, 0.0f);
     filter->Process(400, got.data() + 400);
 
-    long double x1 = 0, x2 = 0, y1 = 0, y2 = 0;
+    long double z0 = 0, z1 = 0;
     for (size_t n = 0; n < input.size(); ++n) {
         const Coeffs k = Design(FILTER_BIQUAD_LOW_PASS, n < 400 ? 500.0L : 3000.0L, 0, 0.7f, 1);
         const long double x = input[n];
-        const long double y = (k.b0 * x + k.b1 * x1 + k.b2 * x2 - k.a1 * y1 - k.a2 * y2) / k.a0;
-        x2 = x1, x1 = x, y2 = y1, y1 = y;
+        const long double y = k.b0 / k.a0 * x + z0;
+        z0 = k.b1 / k.a0 * x + z1 - k.a1 / k.a0 * y;
+        z1 = k.b2 / k.a0 * x - k.a2 / k.a0 * y;
+        // 2e-6: float output, plus the recursion's 1e-10 offset
         ASSERT_NEAR(got[n], static_cast<double>(y), 2e-6) << n;
     }
 }
