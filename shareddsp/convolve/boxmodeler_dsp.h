@@ -47,6 +47,9 @@ public:
     uint32_t GetBlockFrames() const { return m_uBlockFrames; }
     float GetTrimThreshold() const { return m_fTrimThreshold; }
     uint32_t GetMode() const { return m_uMode; }
+    // Set at construction and never cleared: nothing switches the engine off yet.
+    bool IsActive() const { return m_bActive; }
+    bool IsConvolving() const { return m_bConvolve; }
     // The anti-denormal counters live here so that a model load restarts them.
     uint8_t& DenormalCounterIn() { return m_uDenormalCounterIn; }
     uint8_t& DenormalCounterOut() { return m_uDenormalCounterOut; }
