@@ -28,7 +28,7 @@ TEST(KvfxModule, ExportsOnlyTheListHeadWithTheSlotBehindIt)
     auto* pSlot = reinterpret_cast<QwAssertHookFn*>(ppHead + 1);
     EXPECT_EQ(*pSlot, nullptr);
     // Internal names stay hidden.
-    EXPECT_EQ(dlsym(module.pHandle, "g_qwModuleSlots"), nullptr);
+    EXPECT_EQ(dlsym(module.pHandle, "_Z18QwPushRegistrationP20QwPluginRegistration"), nullptr);
     EXPECT_EQ(dlsym(module.pHandle, "_Z13BindAllocatorP16QwPluginMemAllochh"), nullptr);
 }
 
