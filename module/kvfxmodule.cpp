@@ -1,6 +1,7 @@
 // The module's registration records, pushed at load in a fixed order so that a walk of
 // g_pQWPluginList meets them in the reverse order: 9, 6, 5, 3, 4, 7, 2.
 #include "host/qwpluginregistration.h"
+#include "skrel_console/box_modeler/qwent/audioenginefx/kvskrelboxmodelerfx.h"
 #include "skrel_console/distortion/qwent/audioenginefx/kvskreldistortionfx.h"
 
 namespace {
@@ -11,6 +12,7 @@ struct Registrar
 {
     Registrar()
     {
+        QwPushRegistration(KvSkrelBoxModelerRegistration()); // 2 box modeler (7)
         QwPushRegistration(KvSkrelDistortionRegistration()); // 4 distortion (3)
     }
 };

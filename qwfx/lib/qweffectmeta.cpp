@@ -6,9 +6,11 @@
 // in walk order: multiband distortion 9, filters 6, dynamics 5, distortion 3, delay 4,
 // box modeler 7, reverb 2.
 
+extern const QwEffectMeta g_qwBoxModelerMeta;
+
 const std::vector<const QwEffectMeta*>& QwAllEffectMeta()
 {
-    static const std::vector<const QwEffectMeta*> s_all = {};
+    static const std::vector<const QwEffectMeta*> s_all = {&g_qwBoxModelerMeta};
     return s_all;
 }
 

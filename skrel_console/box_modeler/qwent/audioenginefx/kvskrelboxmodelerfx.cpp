@@ -122,3 +122,15 @@ QwResult KvSkrelBoxModelerFX::Term(QwPluginMemAlloc* in_pAllocator)
     m_mmb.Term(in_pAllocator);
     return QwEffectFrame<SkrelBoxModelerImpl>::Term(in_pAllocator);
 }
+
+QwPluginRegistration* KvSkrelBoxModelerRegistration()
+{
+    static QwPluginRegistration s_record = {nullptr,
+                                            QW_PLUGIN_TYPE_EFFECT,
+                                            QW_COMPANY_ID,
+                                            KvSkrelBoxModelerFX::PLUGIN_ID,
+                                            &KvSkrelBoxModelerFX::Create,
+                                            &KvSkrelBoxModelerFXParams::Create,
+                                            {}};
+    return &s_record;
+}

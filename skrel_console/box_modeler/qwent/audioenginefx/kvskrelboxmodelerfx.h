@@ -3,6 +3,7 @@
 #pragma once
 #include "host/qweffectframe.h"
 #include "host/qwmismatchbuffering.h"
+#include "host/qwpluginregistration.h"
 #include "skrel_console/box_modeler/qwent/audioenginefx/kvskrelboxmodelerfxparams.h"
 #include "skrel_console/box_modeler/src/interface/skrelboxmodelerimpl.h"
 
@@ -36,3 +37,6 @@ private:
 
     QwMismatchBuffering m_mmb;
 };
+
+// The module's record for this effect.
+QwPluginRegistration* KvSkrelBoxModelerRegistration();
