@@ -4,30 +4,10 @@
 #include <random>
 #include <vector>
 #include "shareddsp/convolve/boxmodeler_dsp.h"
+#include "support/testboxmodel.h"
 #include "support/testhost.h"
 
 namespace {
-
-std::vector<uint8_t> MakeBlob(float in_fGainDb, const std::vector<float>& in_taps)
-{
-    std::vector<uint8_t> blob(8 + 4 * in_taps.size());
-    const uint32_t uTaps = static_cast<uint32_t>(in_taps.size());
-    std::memcpy(blob.data(), &in_fGainDb, 4);
-    std::memcpy(blob.data() + 4, &uTaps, 4);
-    if (!in_taps.empty())
-        std::memcpy(blob.data() + 8, in_taps.data(), 4 * in_taps.size());
-    return blob;
-}
-
-std::vector<float> Noise(size_t n, uint32_t in_uSeed)
-{
-    std::mt19937 rng(in_uSeed);
-    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
-    std::vector<float> v(n);
-    for (float& x : v)
-        x = dist(rng);
-    return v;
-}
 
 double DbToLinear(double in_fDb) { return std::pow(10.0, in_fDb / 20.0); }
 
@@ -70,8 +50,8 @@ TEST(BoxModelerDsp, MatchesDirectConvolutionWithGainsAndMix)
 {
     // 150 taps span three 64-frame partitions; model gain -6 dB and output gain +3.5 dB both
     // scale the wet and the dry path.
-    const std::vector<float> h = Noise(150, 1);
-    const std::vector<uint8_t> blob = MakeBlob(-6.0f, h);
+    const std::vector<float> h = TestNoise(150, 1);
+    const std::vector<uint8_t> blob = MakeBoxModelBlob(-6.0f, h);
     for (float fWet : {100.0f, 0.0f, 30.0f}) {
         TestHost host;
         BoxModelerDsp dsp(2, 48000.0f, B, "cab");
@@ -79,7 +59,7 @@ TEST(BoxModelerDsp, MatchesDirectConvolutionWithGainsAndMix)
         ASSERT_TRUE(dsp.SetModel(0));
         dsp.SetParam(BoxModelerDsp::PARAM_OUTPUT_GAIN, 3.5f);
         dsp.SetParam(BoxModelerDsp::PARAM_WET, fWet);
-        const std::vector<std::vector<float>> x = {Noise(1000, 2), Noise(1000, 3)};
+        const std::vector<std::vector<float>> x = {TestNoise(1000, 2), TestNoise(1000, 3)};
         const auto y = RunBlocks(dsp, x, B);
         const double g = DbToLinear(-6.0) * DbToLinear(3.5);
         const double fWetLin = fWet / 100.0;
@@ -95,32 +75,6 @@ TEST(BoxModelerDsp, MatchesDirectConvolutionWithGainsAndMix)
     }
 }
 
-TEST(BoxModelerDsp, ShortBlocksRunAWholeBlockBehindTheValidFrames)
-{
-    // Blocks of 40 valid frames: the convolution still advances by 64, with zeros behind.
-    const std::vector<float> h = Noise(100, 4);
-    const std::vector<uint8_t> blob = MakeBlob(0.0f, h);
-    TestHost host;
-    BoxModelerDsp dsp(1, 48000.0f, B, "");
-    dsp.SetMedia(uint32_t(blob.size()), blob.data());
-    dsp.SetModel(0);
-    const std::vector<float> x = Noise(400, 5);
-    std::vector<float> padded; // the signal the convolution really sees
-    std::vector<float> y;
-    for (size_t uPos = 0; uPos < x.size(); uPos += 40) {
-        std::vector<float> block(x.begin() + uPos, x.begin() + uPos + 40);
-        float* p = block.data();
-        dsp.Process(40, &p);
-        y.insert(y.end(), block.begin(), block.end());
-        padded.insert(padded.end(), x.begin() + uPos, x.begin() + uPos + 40);
-        padded.insert(padded.end(), B - 40, 0.0f);
-    }
-    const std::vector<double> conv = Convolve(padded, h, h.size());
-    for (size_t k = 0; k < 10; ++k)
-        for (size_t i = 0; i < 40; ++i)
-            ASSERT_NEAR(y[k * 40 + i], conv[k * B + i], 2e-5) << k << " " << i;
-}
-
 TEST(BoxModelerDsp, TrimLevelsAndLengthFraction)
 {
     // Taps by level: 1, 0.5 (-6 dB), 0.3, 0.2, 0.1, 1e-3 (-60 dB), 1e-5 (-100 dB), 0.
@@ -128,7 +82,7 @@ TEST(BoxModelerDsp, TrimLevelsAndLengthFraction)
     // first two stay whatever their level. Level 9.99 cuts at -5 - 84.915 = -89.915 dB
     // (3.20e-5): the 1e-5 tap and the zero go, 6 taps stay. Level 10 keeps all 8.
     const std::vector<float> h = {1.0f, 0.5f, 0.3f, 0.2f, 0.1f, 1e-3f, 1e-5f, 0.0f};
-    const std::vector<uint8_t> blob = MakeBlob(0.0f, h);
+    const std::vector<uint8_t> blob = MakeBoxModelBlob(0.0f, h);
     struct Case
     {
         float fLevel, fFraction;
@@ -153,7 +107,7 @@ TEST(BoxModelerDsp, TrimLevelsAndLengthFraction)
         EXPECT_EQ(dsp.GetTapsUsed(), k.uTaps);
         EXPECT_NEAR(dsp.GetTrimThreshold(), k.fThreshold, k.fThreshold * 1e-5);
         dsp.Reset();
-        const std::vector<float> x = Noise(256, 6);
+        const std::vector<float> x = TestNoise(256, 6);
         const auto y = RunBlocks(dsp, {x}, B);
         ExpectNear(y[0], Convolve(x, h, k.uTaps), 1e-5, "trimmed");
         EXPECT_EQ(host.asserts.Total(), 0u);
@@ -165,12 +119,12 @@ TEST(BoxModelerDsp, OneTapAndEmptyBlobs)
     {
         // One tap of 0.25 with +12 dB of model gain: the input times 0.25 x 3.98.
         TestHost host;
-        const std::vector<uint8_t> blob = MakeBlob(12.0f, {0.25f});
+        const std::vector<uint8_t> blob = MakeBoxModelBlob(12.0f, {0.25f});
         BoxModelerDsp dsp(1, 48000.0f, B, "");
         dsp.SetMedia(uint32_t(blob.size()), blob.data());
         EXPECT_TRUE(dsp.SetModel(0));
         EXPECT_EQ(dsp.GetTapsUsed(), 1u); // n = 2 by the floor, truncate(1 x 1) = 1
-        const std::vector<float> x = Noise(128, 7);
+        const std::vector<float> x = TestNoise(128, 7);
         const auto y = RunBlocks(dsp, {x}, B);
         for (size_t i = 0; i < x.size(); ++i)
             ASSERT_NEAR(y[0][i], 0.25 * DbToLinear(12.0) * x[i], 1e-6);
@@ -186,7 +140,7 @@ TEST(BoxModelerDsp, OneTapAndEmptyBlobs)
     {
         // A blob of no taps: no model; the engine only scales by the gains.
         TestHost host;
-        const std::vector<uint8_t> blob = MakeBlob(-6.0f, {});
+        const std::vector<uint8_t> blob = MakeBoxModelBlob(-6.0f, {});
         BoxModelerDsp dsp(1, 48000.0f, B, "");
         EXPECT_TRUE(dsp.SetMedia(uint32_t(blob.size()), blob.data()));
         EXPECT_FALSE(dsp.SetModel(0));
@@ -204,8 +158,8 @@ TEST(BoxModelerDsp, OneTapAndEmptyBlobs)
 TEST(BoxModelerDsp, ParametersReadBackAndRepeatedValuesDoNoWork)
 {
     TestHost host;
-    const std::vector<float> h = Noise(200, 8); // four partitions: a reload would disturb the line
-    const std::vector<uint8_t> blob = MakeBlob(0.0f, h);
+    const std::vector<float> h = TestNoise(200, 8); // four partitions: a reload would disturb the line
+    const std::vector<uint8_t> blob = MakeBoxModelBlob(0.0f, h);
     BoxModelerDsp a(1, 48000.0f, B, "");
     BoxModelerDsp b(1, 48000.0f, B, "");
     for (BoxModelerDsp* p : {&a, &b}) {
@@ -220,7 +174,7 @@ TEST(BoxModelerDsp, ParametersReadBackAndRepeatedValuesDoNoWork)
     EXPECT_EQ(a.GetParam(3), 9.0f);
     EXPECT_EQ(a.GetParam(4), 0.9f);
     EXPECT_EQ(a.GetParam(5), -401.0f);
-    const std::vector<float> x = Noise(1024, 9);
+    const std::vector<float> x = TestNoise(1024, 9);
     std::vector<float> ya(x), yb(x);
     for (size_t uPos = 0; uPos < x.size(); uPos += B) {
         if (uPos == 5 * B) { // mid-stream, the same values again on one of the twins
@@ -242,12 +196,12 @@ TEST(BoxModelerDsp, NewKernelKeepsTheSignalState)
     // made with the kernel of its own time: its second half rings into the next block even
     // after the kernel has changed. Reference: sum over blocks of x_i * h(i), placed at i x 64.
     TestHost host;
-    const std::vector<float> h = Noise(48, 10);
-    const std::vector<uint8_t> blob = MakeBlob(0.0f, h);
+    const std::vector<float> h = TestNoise(48, 10);
+    const std::vector<uint8_t> blob = MakeBoxModelBlob(0.0f, h);
     BoxModelerDsp dsp(1, 48000.0f, B, "");
     dsp.SetMedia(uint32_t(blob.size()), blob.data());
     dsp.SetModel(0);
-    const std::vector<float> x = Noise(8 * B, 11);
+    const std::vector<float> x = TestNoise(8 * B, 11);
     std::vector<float> y(x);
     std::vector<double> ref(x.size() + 2 * B, 0.0);
     for (uint32_t k = 0; k < 8; ++k) {
@@ -270,32 +224,10 @@ TEST(BoxModelerDsp, NewKernelKeepsTheSignalState)
     EXPECT_GT(fRingOver, 1.0);
 }
 
-TEST(BoxModelerDsp, ModeChangeReloadsAndBadModeAsserts)
-{
-    TestHost host;
-    const std::vector<uint8_t> blob = MakeBlob(0.0f, Noise(100, 12));
-    BoxModelerDsp dsp(1, 48000.0f, B, "");
-    dsp.SetMedia(uint32_t(blob.size()), blob.data());
-    dsp.SetModel(0);
-    std::vector<float> x = Noise(B, 13);
-    float* p = x.data();
-    dsp.Process(B, &p);
-    // A reload clears the signal: silence in gives exactly silence out.
-    dsp.SetMode(2);
-    EXPECT_EQ(dsp.GetMode(), 2u);
-    std::vector<float> z(B, 0.0f);
-    p = z.data();
-    dsp.Process(B, &p);
-    EXPECT_EQ(z, std::vector<float>(B, 0.0f));
-    dsp.SetMode(7);
-    EXPECT_EQ(dsp.GetMode(), 0u);
-    EXPECT_EQ(host.asserts.Total(), 1u);
-}
-
 TEST(BoxModelerDsp, TapCountBeyondTheLimitAssertsAndLoadGoesOn)
 {
     TestHost host;
-    std::vector<uint8_t> blob = MakeBlob(0.0f, {0.5f, 0.25f});
+    std::vector<uint8_t> blob = MakeBoxModelBlob(0.0f, {0.5f, 0.25f});
     const uint32_t uHuge = 1000001;
     std::memcpy(blob.data() + 4, &uHuge, 4);
     BoxModelerDsp dsp(1, 48000.0f, B, "");

@@ -4,19 +4,10 @@
 #include <random>
 #include <vector>
 #include "skrel_console/box_modeler/src/interface/skrelboxmodelerimpl.h"
+#include "support/testboxmodel.h"
 #include "support/testhost.h"
 
 namespace {
-
-std::vector<uint8_t> MakeBlob(float in_fGainDb, const std::vector<float>& in_taps)
-{
-    std::vector<uint8_t> blob(8 + 4 * in_taps.size());
-    const uint32_t uTaps = static_cast<uint32_t>(in_taps.size());
-    std::memcpy(blob.data(), &in_fGainDb, 4);
-    std::memcpy(blob.data() + 4, &uTaps, 4);
-    std::memcpy(blob.data() + 8, in_taps.data(), 4 * in_taps.size());
-    return blob;
-}
 
 // The offset that the n-th sample of a counter run gets: + for counter values 0-127, - for 128-255.
 float Offset(uint32_t in_uCount) { return (in_uCount % 256) < 128 ? 1e-10f : -1e-10f; }
@@ -30,7 +21,7 @@ TEST(SkrelBoxModelerImpl, OffsetsAlternateAcrossChannelsAndBlocks)
     // channel and from block to block, so with 96-frame blocks and two channels the counter of
     // block k, channel c, sample i is (2k + c) x 96 + i.
     TestHost host;
-    const std::vector<uint8_t> blob = MakeBlob(0.0f, {1.0f});
+    const std::vector<uint8_t> blob = MakeBoxModelBlob(0.0f, {1.0f});
     SkrelBoxModelerImpl impl(48000.0f, 2, 96, "", false);
     ASSERT_TRUE(impl.SetMedia(uint32_t(blob.size()), blob.data()));
     ASSERT_TRUE(impl.SetIntParam(SkrelBoxModelerImpl::INT_MODEL, 0));
@@ -52,7 +43,7 @@ TEST(SkrelBoxModelerImpl, InputGainActsOnWetAndDry)
 {
     // Wet 0: out = in x input gain x model gain x output gain, for +6, -3 and +2 dB.
     TestHost host;
-    const std::vector<uint8_t> blob = MakeBlob(-3.0f, {0.7f, 0.2f});
+    const std::vector<uint8_t> blob = MakeBoxModelBlob(-3.0f, {0.7f, 0.2f});
     SkrelBoxModelerImpl impl(48000.0f, 1, 32, "", false);
     impl.SetMedia(uint32_t(blob.size()), blob.data());
     impl.SetIntParam(SkrelBoxModelerImpl::INT_MODEL, 0);
@@ -78,7 +69,7 @@ TEST(SkrelBoxModelerImpl, RefusalsAndPassThrough)
     float* p = x.data();
     impl.Process(32, &p); // no model yet: untouched
     EXPECT_EQ(x[0], 0.5f);
-    const std::vector<uint8_t> blob = MakeBlob(0.0f, {2.0f});
+    const std::vector<uint8_t> blob = MakeBoxModelBlob(0.0f, {2.0f});
     impl.SetMedia(uint32_t(blob.size()), blob.data());
     impl.SetIntParam(SkrelBoxModelerImpl::INT_MODEL, 0);
     impl.Process(33, &p); // more than a block: refused
@@ -91,38 +82,3 @@ TEST(SkrelBoxModelerImpl, RefusalsAndPassThrough)
     EXPECT_EQ(impl.GetMaxBlockFrames(), 1024u);
 }
 
-TEST(SkrelBoxModelerImpl, InterleavedMatchesPlanar)
-{
-    TestHost host;
-    std::mt19937 rng(3);
-    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
-    std::vector<float> taps(40);
-    for (float& t : taps)
-        t = dist(rng);
-    const std::vector<uint8_t> blob = MakeBlob(1.0f, taps);
-    SkrelBoxModelerImpl planar(48000.0f, 3, 64, "", false);
-    SkrelBoxModelerImpl woven(48000.0f, 3, 64, "", true);
-    for (SkrelBoxModelerImpl* p : {&planar, &woven}) {
-        p->SetMedia(uint32_t(blob.size()), blob.data());
-        p->SetIntParam(SkrelBoxModelerImpl::INT_MODEL, 0);
-    }
-    for (int k = 0; k < 3; ++k) {
-        std::vector<float> ch[3];
-        std::vector<float> inter(3 * 50);
-        for (uint32_t c = 0; c < 3; ++c) {
-            ch[c].resize(50);
-            for (uint32_t i = 0; i < 50; ++i)
-                inter[i * 3 + c] = ch[c][i] = dist(rng);
-        }
-        float* ap[3] = {ch[0].data(), ch[1].data(), ch[2].data()};
-        planar.Process(50, ap);
-        woven.ProcessInterleaved(150, inter.data());
-        for (uint32_t c = 0; c < 3; ++c)
-            for (uint32_t i = 0; i < 50; ++i)
-                ASSERT_EQ(inter[i * 3 + c], ch[c][i]);
-    }
-    // The planar object has no scratch: interleaved calls do nothing.
-    std::vector<float> inter(6, 1.0f);
-    planar.ProcessInterleaved(6, inter.data());
-    EXPECT_EQ(inter, std::vector<float>(6, 1.0f));
-}
