@@ -1,5 +1,5 @@
 // qwfx bench [EFFECT]: speed of each registered effect and bench preset through Execute,
-// stereo 48 kHz, blocks of 512 and 64, with the allocations made during Execute.
+// stereo (or --layout) 48 kHz, blocks of 512 and 64, with the allocations made during Execute.
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -16,7 +16,7 @@
 namespace {
 
 const uint32_t BENCH_RATE = 48000;
-const uint32_t BENCH_CHANNELS = 2;
+const char* const BENCH_DEFAULT_LAYOUT = "stereo";
 const uint16_t BENCH_BLOCKS[] = {512, 64};
 const QwPresetMeta DEFAULT_PRESET = {"defaults", ""};
 
@@ -38,23 +38,24 @@ struct Measure
     double fNsPerSample;
 };
 
-Measure Time(QwEffectPlugin& io_effect, const QwPlanarAudio& in_programme, uint16_t in_uBlock)
+Measure Time(QwEffectPlugin& io_effect, const QwPlanarAudio& in_programme, uint16_t in_uBlock,
+             const QwLayout& in_layout)
 {
     QwRenderOptions options;
     options.uBlockFrames = in_uBlock;
     options.bKeepOutput = false;
     QwPlanarAudio output;
     const QwCpuTimer timer;
-    QwRender(io_effect, QwFindLayout("stereo")->ChannelConfig(), in_programme, output, options);
+    QwRender(io_effect, in_layout.ChannelConfig(), in_programme, output, options);
     const double fSeconds = timer.Seconds();
     const double fAudio = static_cast<double>(in_programme.NumFrames()) / BENCH_RATE;
-    return Measure{fAudio / fSeconds, 1e9 * fSeconds / (in_programme.NumFrames() * BENCH_CHANNELS)};
+    return Measure{fAudio / fSeconds, 1e9 * fSeconds / (in_programme.NumFrames() * in_layout.uChannels)};
 }
 
-void PrintRow(const std::string& in_sEffect, const char* in_pszPreset, uint16_t in_uBlock, const Measure& in_m,
-              const std::string& in_sAllocs)
+void PrintRow(const std::string& in_sEffect, const char* in_pszPreset, uint32_t in_uChannels, uint16_t in_uBlock,
+              const Measure& in_m, const std::string& in_sAllocs)
 {
-    std::printf("%-22s %-16s %8u %6u %8u %11.1fx %10.2f %8s\n", in_sEffect.c_str(), in_pszPreset, BENCH_CHANNELS,
+    std::printf("%-22s %-16s %8u %6u %8u %11.1fx %10.2f %8s\n", in_sEffect.c_str(), in_pszPreset, in_uChannels,
                 in_uBlock, BENCH_RATE, in_m.fRealTime, in_m.fNsPerSample, in_sAllocs.c_str());
 }
 
@@ -64,12 +65,14 @@ int QwfxBench(const QwfxArgs& in_args)
 {
     std::string sEffect;
     std::string sSeconds = "20";
+    std::string sLayout = BENCH_DEFAULT_LAYOUT;
     std::string sError;
     for (size_t i = 0; i < in_args.args.size() && sError.empty(); ++i) {
-        if (QwfxTakeOption(in_args.args, i, "--seconds", sSeconds, sError))
+        if (QwfxTakeOption(in_args.args, i, "--seconds", sSeconds, sError) ||
+            QwfxTakeOption(in_args.args, i, "--layout", sLayout, sError))
             continue;
         if (in_args.args[i][0] == '-' || !sEffect.empty())
-            sError = "usage: qwfx bench [EFFECT] [--seconds S]";
+            sError = "usage: qwfx bench [EFFECT] [--seconds S] [--layout L]";
         else
             sEffect = in_args.args[i];
     }
@@ -77,6 +80,9 @@ int QwfxBench(const QwfxArgs& in_args)
     const double fSeconds = std::strtod(sSeconds.c_str(), &pEnd);
     if (sError.empty() && (sSeconds.empty() || *pEnd != '\0' || !(fSeconds > 0.0) || fSeconds > 3600.0))
         sError = "bad --seconds '" + sSeconds + "': expected a duration above 0";
+    const QwLayout* pLayout = QwFindLayout(sLayout);
+    if (sError.empty() && !pLayout)
+        sError = "unknown layout '" + sLayout + "' (known: " + QwLayoutNames() + ")";
     if (!sError.empty())
         return QwfxError(QWFX_USAGE, sError);
     uint32_t uOnlyId = 0;
@@ -98,13 +104,13 @@ int QwfxBench(const QwfxArgs& in_args)
         return QWFX_OK;
     }
 
-    const QwPlanarAudio programme = QwMakeBenchProgramme(BENCH_RATE, fSeconds, BENCH_CHANNELS);
+    const QwPlanarAudio programme = QwMakeBenchProgramme(BENCH_RATE, fSeconds, pLayout->uChannels);
     std::printf("%.0f s of noise-like programme per run; real-time = audio seconds per CPU second\n", fSeconds);
     std::printf("%-22s %-16s %8s %6s %8s %12s %10s %8s\n", "effect", "preset", "channels", "block", "rate",
                 "real-time", "ns/smp/ch", "allocs");
     for (uint16_t uBlock : BENCH_BLOCKS) {
         NullEffect reference;
-        PrintRow("(host loop alone)", "-", uBlock, Time(reference, programme, uBlock), "-");
+        PrintRow("(host loop alone)", "-", pLayout->uChannels, uBlock, Time(reference, programme, uBlock, *pLayout), "-");
     }
     bool bClean = true;
     for (const QwPluginRegistration* pRecord : records) {
@@ -117,7 +123,7 @@ int QwfxBench(const QwfxArgs& in_args)
                 QwEffectSetup setup;
                 setup.pRecord = pRecord;
                 setup.pMeta = pMeta;
-                setup.format = QwFormat{BENCH_RATE, QwFindLayout("stereo")->ChannelConfig(), 0};
+                setup.format = QwFormat{BENCH_RATE, pLayout->ChannelConfig(), 0};
                 setup.uBlockFrames = uBlock;
                 if (pMeta && pMeta->pfnMakeMedia)
                     setup.media = pMeta->pfnMakeMedia(BENCH_RATE, pPresets[p].pszName);
@@ -132,9 +138,9 @@ int QwfxBench(const QwfxArgs& in_args)
                 // The loop itself never calls the module's allocator, so what it counts
                 // here was asked for inside Execute.
                 const uint64_t uBefore = allocator.AllocCalls();
-                const Measure m = Time(*instance.Effect(), programme, uBlock);
+                const Measure m = Time(*instance.Effect(), programme, uBlock, *pLayout);
                 const uint64_t uAllocs = allocator.AllocCalls() - uBefore;
-                PrintRow(sName, pPresets[p].pszName, uBlock, m, std::to_string(uAllocs) + (uAllocs ? " !" : ""));
+                PrintRow(sName, pPresets[p].pszName, pLayout->uChannels, uBlock, m, std::to_string(uAllocs) + (uAllocs ? " !" : ""));
                 bClean = bClean && uAllocs == 0;
             }
         }

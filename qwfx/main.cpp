@@ -10,10 +10,13 @@ const char* const USAGE =
     "  list                      the module's effects, in registration order\n"
     "  params EFFECT             an effect's parameters\n"
     "  render EFFECT IN OUT      run an effect over an audio file, writing a 32-bit float WAV\n"
-    "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--media FILE] [--block N]\n"
+    "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--media FILE | --ir IR.wav] [--block N]\n"
     "      [--layout mono|stereo|4.0|5.0|5.1|7.1] [--max-tail SECONDS] [--strict]\n"
     "  demo [DIR]                render a test programme through every effect (default qwfx-demo/)\n"
-    "  bench [EFFECT] [--seconds S]  speed of each effect and preset at blocks of 512 and 64\n"
+    "  box-model IR.wav -o MODEL.bin [--channel N] [--gain-db G]\n"
+    "                            pack an impulse response as the box modeler's media\n"
+    "  bench [EFFECT] [--seconds S] [--layout L]\n"
+    "                            speed of each effect and preset at blocks of 512 and 64\n"
     "EFFECT is a short name (qwfx list) or a plug-in id.\n";
 
 } // namespace
@@ -52,5 +55,7 @@ int main(int argc, char** argv)
         return QwfxDemo(args);
     if (sCommand == "bench")
         return QwfxBench(args);
+    if (sCommand == "box-model")
+        return QwfxBoxModel(args);
     return QwfxError(QWFX_USAGE, "unknown command '" + sCommand + "' (try qwfx --help)");
 }

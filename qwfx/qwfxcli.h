@@ -39,3 +39,4 @@ int QwfxParams(const QwfxArgs& in_args);
 int QwfxRender(const QwfxArgs& in_args);
 int QwfxDemo(const QwfxArgs& in_args);
 int QwfxBench(const QwfxArgs& in_args);
+int QwfxBoxModel(const QwfxArgs& in_args);
