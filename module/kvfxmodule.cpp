@@ -3,6 +3,7 @@
 #include "host/qwpluginregistration.h"
 #include "skrel_console/box_modeler/qwent/audioenginefx/kvskrelboxmodelerfx.h"
 #include "skrel_console/distortion/qwent/audioenginefx/kvskreldistortionfx.h"
+#include "skrel_console/dynamics/qwent/audioenginefx/kvskreldynamicsfx.h"
 
 namespace {
 
@@ -14,6 +15,7 @@ struct Registrar
     {
         QwPushRegistration(KvSkrelBoxModelerRegistration()); // 2 box modeler (7)
         QwPushRegistration(KvSkrelDistortionRegistration()); // 4 distortion (3)
+        QwPushRegistration(KvSkrelDynamicsRegistration());   // 5 dynamics (5)
     }
 };
 

@@ -17,6 +17,8 @@ const char* const USAGE =
     "                            pack an impulse response as the box modeler's media\n"
     "  bench [EFFECT] [--seconds S] [--layout L]\n"
     "                            speed of each effect and preset at blocks of 512 and 64\n"
+    "  curve ALGORITHM [--drive D] [--character C] [--svg FILE]\n"
+    "                            static transfer curve of a distortion algorithm (number or name)\n"
     "EFFECT is a short name (qwfx list) or a plug-in id.\n";
 
 } // namespace
@@ -57,5 +59,7 @@ int main(int argc, char** argv)
         return QwfxBench(args);
     if (sCommand == "box-model")
         return QwfxBoxModel(args);
+    if (sCommand == "curve")
+        return QwfxCurve(args);
     return QwfxError(QWFX_USAGE, "unknown command '" + sCommand + "' (try qwfx --help)");
 }
