@@ -33,7 +33,7 @@ QwResult KvSkrelBoxModelerFX::Init(QwPluginMemAlloc* in_pAllocator, QwEffectCont
     QwResult eResult = BeginInit(in_pAllocator, in_pParams, io_format, true);
     if (eResult != QW_Success)
         return eResult;
-    KvSkrelBoxModelerFXParams& params = Params();
+    KvSkrelBoxModelerFXParams& params = ParamsAs<KvSkrelBoxModelerFXParams>();
     params.SetAllDirty();
     BindAllocator(m_pAllocator, 0, 0);
 
@@ -80,23 +80,25 @@ void KvSkrelBoxModelerFX::Execute(QwAudioBuffer* io_pBuffer)
         [this](QwAudioBuffer& io_block) { ProcessStep(io_block); });
 }
 
-void KvSkrelBoxModelerFX::ProcessStep(QwAudioBuffer& io_block)
+void KvSkrelBoxModelerFX::SendFloats(const KvSkrelBoxModelerFXParams& in_params)
 {
     SkrelBoxModelerImpl& impl = *m_pImpl;
-    KvSkrelBoxModelerFXParams& params = Params();
-    if (params.m_bFloatsDirty) {
-        impl.SetFloatParam(KvSkrelBoxModelerFXParams::ID_INPUT_GAIN, params.m_fInputGain);
-        impl.SetFloatParam(KvSkrelBoxModelerFXParams::ID_OUTPUT_GAIN, params.m_fOutputGain);
-        impl.SetFloatParam(KvSkrelBoxModelerFXParams::ID_WET, params.m_fWetLevel);
-        impl.SetFloatParam(KvSkrelBoxModelerFXParams::ID_TRIM_LEVEL, params.m_fTrimLevel);
-        impl.SetFloatParam(KvSkrelBoxModelerFXParams::ID_LENGTH_FRACTION, params.m_fLengthFraction);
-        if (IsOutOfMemory())
-            return; // the flag stays set: the values go again with the next block
-        params.m_bFloatsDirty = 0;
-    }
+    impl.SetFloatParam(KvSkrelBoxModelerFXParams::ID_INPUT_GAIN, in_params.m_fInputGain);
+    impl.SetFloatParam(KvSkrelBoxModelerFXParams::ID_OUTPUT_GAIN, in_params.m_fOutputGain);
+    impl.SetFloatParam(KvSkrelBoxModelerFXParams::ID_WET, in_params.m_fWetLevel);
+    impl.SetFloatParam(KvSkrelBoxModelerFXParams::ID_TRIM_LEVEL, in_params.m_fTrimLevel);
+    impl.SetFloatParam(KvSkrelBoxModelerFXParams::ID_LENGTH_FRACTION, in_params.m_fLengthFraction);
+}
+
+void KvSkrelBoxModelerFX::ProcessStep(QwAudioBuffer& io_block)
+{
+    KvSkrelBoxModelerFXParams& params = ParamsAs<KvSkrelBoxModelerFXParams>();
+    if (!ApplyDirtyGroup(params.m_bFloatsDirty, [&] { SendFloats(params); }))
+        return;
     // Deliberate: a model or mode written after Init is dropped, only the flag is cleared.
     params.m_bIntsDirty = 0;
 
+    SkrelBoxModelerImpl& impl = *m_pImpl;
     uint32_t uOrderChannels = 0;
     const uint8_t* pOrder = ChannelOrder(QwSpeakerMask(io_block.uChannelConfig), uOrderChannels);
     // A layout the effect refuses, or one with fewer channels than the engine was built

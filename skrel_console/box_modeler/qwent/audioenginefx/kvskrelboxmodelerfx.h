@@ -32,7 +32,7 @@ public:
     uint32_t ProcessBlockFrames() const { return m_mmb.ProcessBlockFrames(); }
 
 private:
-    KvSkrelBoxModelerFXParams& Params() const { return *static_cast<KvSkrelBoxModelerFXParams*>(m_pParams); }
+    void SendFloats(const KvSkrelBoxModelerFXParams& in_params);
     void ProcessStep(QwAudioBuffer& io_block);
 
     QwMismatchBuffering m_mmb;
