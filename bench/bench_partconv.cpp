@@ -46,8 +46,10 @@ void BM_PartConv2sMono48k_B512(benchmark::State& state)
     const std::vector<float> input = DecayingNoise(64 * BLOCK, 2);
     const int iBatch = 32;
     UniformPartConv uniform(1, BLOCK);
+    uniform.UseSimd(state.range(0) != 0);
     uniform.SetImpulse(TAPS, ir.data());
     PartConvNoLock nolock(TAPS, 1, BLOCK_ORDER);
+    nolock.UseSimd(state.range(0) != 0);
     nolock.SetTaps(TAPS, ir.data(), false);
     std::vector<float> block(BLOCK);
 #ifdef KVFX_BENCH_HAVE_ZITA
@@ -110,6 +112,7 @@ void BM_PartConv2sMono48k_B512(benchmark::State& state)
     zita.cleanup();
 #endif
 }
-BENCHMARK(BM_PartConv2sMono48k_B512)->Unit(benchmark::kMillisecond);
+// Argument: 1 for the AVX2 kernels where the processor has them, 0 for the portable ones.
+BENCHMARK(BM_PartConv2sMono48k_B512)->ArgName("simd")->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond);
 
 } // namespace

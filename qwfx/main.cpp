@@ -15,8 +15,7 @@ const char* const USAGE =
     "  demo [DIR]                render a test programme through every effect (default qwfx-demo/)\n"
     "  box-model IR.wav -o MODEL.bin [--channel N] [--gain-db G]\n"
     "                            pack an impulse response as the box modeler's media\n"
-    "  bench [EFFECT] [--seconds S] [--layout L]\n"
-    "                            speed of each effect and preset at blocks of 512 and 64\n"
+    "  bench [EFFECT] [--seconds S]  speed of each effect and preset at blocks of 512 and 64\n"
     "  curve ALGORITHM [--drive D] [--character C] [--svg FILE]\n"
     "                            static transfer curve of a distortion algorithm (number or name)\n"
     "EFFECT is a short name (qwfx list) or a plug-in id.\n";

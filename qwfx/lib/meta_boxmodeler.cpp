@@ -23,11 +23,11 @@ const char DEMO_CABINET[] = "bass-combo-a-44k.wav";
 // 10 dB down since unit energy lifts the bass peaks of a full-range programme.
 const QwPresetMeta s_demo = {"bass-combo", "wet=100 trim=8 output-gain=-10"};
 
-// A 2048-tap response, two 1024-frame partitions at the process block of a 512 or 3000
-// frame host; the second preset halves it by length.
+// A 2048-tap response: two 1024-frame partitions at the process block of a 3000-frame host,
+// four at the 512 of qwfx bench, in stereo and in 5.1.
 const QwPresetMeta s_bench[] = {
     {"ir-2048", "wet=100"},
-    {"ir-2048-half-dry", "wet=50 length=0.5"},
+    {"ir-2048-5.1", "layout=5.1 wet=100"},
 };
 
 // Media: the measured cabinet for the demo when its file is found, else (and for the bench)

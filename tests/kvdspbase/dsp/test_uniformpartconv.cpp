@@ -1,50 +1,30 @@
 #include <gtest/gtest.h>
-#include <cmath>
-#include <random>
-#include <vector>
 #include "kvdspbase/dsp/uniformpartconv.h"
+#include "support/dspreference.h"
 #include "support/testhost.h"
 
 namespace {
 
 const uint32_t B = 64;
 
-std::vector<float> Noise(size_t n, uint32_t seed, float scale)
+std::vector<float> RunBlocks(UniformPartConv& conv, std::vector<float> y)
 {
-    std::mt19937 rng(seed);
-    std::uniform_real_distribution<float> dist(-scale, scale);
-    std::vector<float> v(n);
-    for (float& x : v)
-        x = dist(rng);
-    return v;
-}
-
-// y[t] = sum_k h[k] x[t - k] in double.
-std::vector<double> DirectConvolution(const std::vector<float>& x, const std::vector<float>& h)
-{
-    std::vector<double> y(x.size(), 0.0);
-    for (size_t t = 0; t < x.size(); ++t)
-        for (size_t k = 0; k < h.size() && k <= t; ++k)
-            y[t] += static_cast<double>(h[k]) * x[t - k];
+    for (size_t pos = 0; pos + B <= y.size(); pos += B) {
+        float* ch = y.data() + pos;
+        conv.ProcessBlock(&ch);
+    }
     return y;
-}
-
-double MaxError(const std::vector<float>& got, const std::vector<double>& want)
-{
-    double e = 0;
-    for (size_t i = 0; i < want.size(); ++i)
-        e = std::max(e, std::fabs(got[i] - want[i]));
-    return e;
 }
 
 } // namespace
 
+// Against direct convolution in double on two channels; tolerance as for PartConvNoLock.
 TEST(UniformPartConv, MatchesDirectConvolutionOnEveryChannel)
 {
     TestHost host;
     for (uint32_t uTaps : {1u, B - 1, B, B + 1, 5 * B + 3, 7 * B}) {
-        const std::vector<float> h = Noise(uTaps, uTaps, 1.0f / std::sqrt(static_cast<float>(uTaps)));
-        const std::vector<float> x0 = Noise(12 * B, 1 + uTaps, 1.0f), x1 = Noise(12 * B, 2 + uTaps, 1.0f);
+        const std::vector<float> h = RefNoise(uTaps, uTaps, 1.0f / std::sqrt(static_cast<float>(uTaps)));
+        const std::vector<float> x0 = RefNoise(12 * B, 1 + uTaps), x1 = RefNoise(12 * B, 2 + uTaps);
         UniformPartConv conv(2, B);
         conv.UseSimd(uTaps != 7 * B); // one case on the portable kernels
         ASSERT_TRUE(conv.SetImpulse(uTaps, h.data()));
@@ -56,67 +36,34 @@ TEST(UniformPartConv, MatchesDirectConvolutionOnEveryChannel)
             conv.ProcessBlock(ch);
         }
         EXPECT_EQ(host.allocator.AllocCalls(), uAllocs);
-        // Float rounding of 2B-point transforms over up to six partitions; no latency.
-        EXPECT_LT(MaxError(y0, DirectConvolution(x0, h)), 2e-5) << "taps=" << uTaps;
-        EXPECT_LT(MaxError(y1, DirectConvolution(x1, h)), 2e-5) << "taps=" << uTaps;
+        EXPECT_LT(RefMaxError(y0, RefConvolution(x0, h)), 2e-5) << uTaps;
+        EXPECT_LT(RefMaxError(y1, RefConvolution(x1, h)), 2e-5) << uTaps;
     }
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
-TEST(UniformPartConv, UnitImpulseResetAndReload)
+TEST(UniformPartConv, UnitImpulseResetAndFailures)
 {
     TestHost host;
     UniformPartConv conv(1, B);
     const float one = 1.0f;
     ASSERT_TRUE(conv.SetImpulse(1, &one));
-    const std::vector<float> x = Noise(4 * B, 3, 1.0f);
-    std::vector<float> y = x;
-    for (uint32_t pos = 0; pos < 4 * B; pos += B) {
-        float* ch = y.data() + pos;
-        conv.ProcessBlock(&ch);
-    }
+    const std::vector<float> x = RefNoise(4 * B, 3), y = RunBlocks(conv, x);
     for (size_t i = 0; i < x.size(); ++i)
         EXPECT_NEAR(y[i], x[i], 1e-6) << i;
-
-    const std::vector<float> h = Noise(3 * B, 4, 0.3f);
+    const std::vector<float> h = RefNoise(3 * B, 4, 0.3f), v = RefNoise(6 * B, 6);
     ASSERT_TRUE(conv.SetImpulse(3 * B, h.data()));
-    std::vector<float> w = Noise(5 * B, 5, 1.0f);
-    for (uint32_t pos = 0; pos < 5 * B; pos += B) {
-        float* ch = w.data() + pos;
-        conv.ProcessBlock(&ch);
-    }
+    RunBlocks(conv, RefNoise(5 * B, 5));
     conv.Reset();
-    std::vector<float> z(4 * B, 0.0f);
-    for (uint32_t pos = 0; pos < 4 * B; pos += B) {
-        float* ch = z.data() + pos;
-        conv.ProcessBlock(&ch);
-    }
-    EXPECT_EQ(z, std::vector<float>(4 * B, 0.0f)); // exactly
-    // After the reset the kernel still convolves exactly.
-    const std::vector<float> v = Noise(6 * B, 6, 1.0f);
-    std::vector<float> u = v;
-    for (uint32_t pos = 0; pos < 6 * B; pos += B) {
-        float* ch = u.data() + pos;
-        conv.ProcessBlock(&ch);
-    }
-    EXPECT_LT(MaxError(u, DirectConvolution(v, h)), 2e-5);
-}
+    EXPECT_EQ(RunBlocks(conv, std::vector<float>(4 * B, 0.0f)), std::vector<float>(4 * B, 0.0f)); // exactly
+    conv.Reset();
+    EXPECT_LT(RefMaxError(RunBlocks(conv, v), RefConvolution(v, h)), 2e-5); // the kernel survives Reset
 
-TEST(UniformPartConv, RefusesZeroBlockAndReportsMemoryFailure)
-{
-    TestHost host;
-    const float one = 1.0f;
     UniformPartConv none(1, 0);
     EXPECT_FALSE(none.SetImpulse(1, &one));
     EXPECT_EQ(host.asserts.Count("false"), 1u);
-
-    UniformPartConv conv(2, B);
+    UniformPartConv failing(1, B);
     host.allocator.FailAt(1);
-    const std::vector<float> h = Noise(2 * B, 7, 0.5f);
-    EXPECT_FALSE(conv.SetImpulse(2 * B, h.data()));
-    std::vector<float> a(B, 0.25f), b(B, 0.5f);
-    float* ch[2] = {a.data(), b.data()};
-    conv.ProcessBlock(ch); // nothing loaded: leaves the block alone
-    EXPECT_EQ(a, std::vector<float>(B, 0.25f));
-    host.allocator.FailAt(0);
+    EXPECT_FALSE(failing.SetImpulse(2 * B, h.data()));
+    EXPECT_EQ(RunBlocks(failing, std::vector<float>(B, 0.25f)), std::vector<float>(B, 0.25f)); // left alone
 }
