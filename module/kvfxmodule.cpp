@@ -1,8 +1,12 @@
 // The module's registration records, pushed at load in a fixed order so that a walk of
 // g_pQWPluginList meets them in the reverse order: 9, 6, 5, 3, 4, 7, 2.
 #include "host/qwpluginregistration.h"
+#include "skrel_console/delay/qwent/audioenginefx/kvskreldelayfx.h"
 
 namespace {
+
+QwPluginRegistration s_delay = {nullptr, QW_PLUGIN_TYPE_EFFECT, QW_COMPANY_ID, KvSkrelDelayFX::PLUGIN_ID,
+                                &KvSkrelDelayFX::Create, &KvSkrelDelayFXParams::Create, {}};
 
 // Push order 1 reverb (2), 2 box modeler (7), 3 delay (4), 4 distortion (3), 5 dynamics (5),
 // 6 filters (6), 7 multiband distortion (9). Each effect adds its record at its position.
@@ -10,6 +14,7 @@ struct Registrar
 {
     Registrar()
     {
+        QwPushRegistration(&s_delay);
     }
 };
 
