@@ -5,22 +5,22 @@ typedef void (*QwAssertHookFn)(const char* in_pszExpression, const char* in_pszF
 
 struct QwPluginRegistration;
 
-// The module's two words of data: the exported list head and, directly behind it,
-// the assertion slot. The host reaches the slot as the pointer-sized word that follows
-// the address of g_pQWPluginList.
+// The module's two words of data: the list head and, directly behind it, the assertion slot.
+// Only the record's name is exported, so to a host g_pQWPluginList is the list head, and the
+// slot is the pointer-sized word that follows it.
 struct QwModuleSlots
 {
     QwPluginRegistration* pPluginList;
     QwAssertHookFn QwAssertHook;
 };
 
-extern "C" QwModuleSlots g_qwModuleSlots;
+extern "C" QwModuleSlots g_pQWPluginList;
 
 // Deliberately unguarded: with the slot still null a firing assertion calls through null.
 #define QW_ASSERT_TEXT(cond, text)                                          \
     do {                                                                    \
         if (!(cond))                                                        \
-            g_qwModuleSlots.QwAssertHook((text), __FILE__, __LINE__);       \
+            g_pQWPluginList.QwAssertHook((text), __FILE__, __LINE__);       \
     } while (0)
 
 #define QW_ASSERT(expr) QW_ASSERT_TEXT(expr, #expr)

@@ -1,16 +1,14 @@
-// Storage of the list head and the assertion slot, in that order, in one record so that
-// the slot sits directly behind the exported head.
+// Storage of the list head and the assertion slot, in that order, in one exported record so
+// that the slot sits directly behind the head.
 #include "host/qwassert.h"
 #include "host/qwpluginregistration.h"
 
 extern "C" {
-__attribute__((visibility("hidden"))) QwModuleSlots g_qwModuleSlots = {nullptr, nullptr};
-extern QwPluginRegistration* g_pQWPluginList
-    __attribute__((alias("g_qwModuleSlots"), visibility("default")));
+__attribute__((visibility("default"))) QwModuleSlots g_pQWPluginList = {nullptr, nullptr};
 }
 
 void QwPushRegistration(QwPluginRegistration* in_pRecord)
 {
-    in_pRecord->next = g_qwModuleSlots.pPluginList;
-    g_qwModuleSlots.pPluginList = in_pRecord;
+    in_pRecord->next = g_pQWPluginList.pPluginList;
+    g_pQWPluginList.pPluginList = in_pRecord;
 }

@@ -5,7 +5,7 @@
 
 struct QwTailHandler
 {
-    static const uint32_t NOT_STARTED = 0xFFFFFFFFu;
+    static constexpr uint32_t NOT_STARTED = 0xFFFFFFFFu;
 
     uint32_t m_uTailFramesRemaining = NOT_STARTED;
     uint32_t m_uTotalTailFrames = 0;

@@ -15,13 +15,13 @@ class TestHost
 public:
     TestHost()
     {
-        m_pPreviousHook = g_qwModuleSlots.QwAssertHook;
-        g_qwModuleSlots.QwAssertHook = &QwAssertLog::Hook;
+        m_pPreviousHook = g_pQWPluginList.QwAssertHook;
+        g_pQWPluginList.QwAssertHook = &QwAssertLog::Hook;
         BindAllocator(&allocator, 0, 0);
     }
     ~TestHost()
     {
-        g_qwModuleSlots.QwAssertHook = m_pPreviousHook;
+        g_pQWPluginList.QwAssertHook = m_pPreviousHook;
         BindAllocator(nullptr, 0, 0);
     }
 

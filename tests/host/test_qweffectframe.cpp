@@ -1,0 +1,381 @@
+// The whole lifecycle of the shared frame, driven through a small effect that exists only here.
+#include <gtest/gtest.h>
+#include <cmath>
+#include <cstring>
+#include <vector>
+#include "host/qweffectframe.h"
+#include "host/qwparamsframe.h"
+#include "kvbase/common/common_smart_ptr.h"
+#include "kvbase/common/common_vector.h"
+#include "support/testhost.h"
+
+namespace {
+
+// Parameters: 0 bypass (u32), 1 gain in dB (f32), 2 tail in frames (u32). Block of 12 bytes.
+class TestGainFXParams : public QwParamsFrame<TestGainFXParams>
+{
+public:
+    QwResult SetParam(uint16_t in_uParamId, const void* in_pValue, uint32_t) override
+    {
+        switch (in_uParamId) {
+        case 0: QwStoreRaw(m_uBypass, in_pValue); break;
+        case 1: QwStoreRaw(m_fGainDb, in_pValue); break;
+        case 2: QwStoreRaw(m_uTailFrames, in_pValue); m_bTailDirty = 1; return QW_Success;
+        default: return QW_UnknownParam;
+        }
+        m_bRtDirty = 1;
+        return QW_Success;
+    }
+    void SetDefaults()
+    {
+        m_uBypass = 0;
+        m_fGainDb = 0.0f;
+        m_uTailFrames = 0;
+    }
+    void ReadBlock(QwParamBlockReader& io_reader)
+    {
+        m_uBypass = io_reader.ReadU32();
+        m_fGainDb = io_reader.ReadF32();
+        m_uTailFrames = io_reader.ReadU32();
+    }
+    void SetAllDirty() { m_bRtDirty = m_bTailDirty = 1; }
+
+    uint32_t m_uBypass;
+    float m_fGainDb;
+    uint32_t m_uTailFrames;
+    uint8_t m_bRtDirty;
+    uint8_t m_bTailDirty;
+};
+
+// Three allocations deep so that every failure point of Init is exercised.
+class TestGainImpl
+{
+public:
+    TestGainImpl(uint16_t in_uMaxFrames, uint32_t in_uChannels) : m_uBlockFrames(in_uMaxFrames)
+    {
+        m_scratch.resize(in_uMaxFrames);
+        if (IsOutOfMemory())
+            return;
+        m_pState = common_smart_ptr<float>(QwNew<float>(0.0f));
+        if (IsOutOfMemory())
+            return;
+        m_gains.resize(in_uChannels, 1.0f);
+    }
+    void Reset() { ++m_uResets; }
+    void Process(float** in_ppChannels, uint32_t in_uChannels, uint32_t in_uValid)
+    {
+        for (uint32_t c = 0; c < in_uChannels; ++c)
+            QwProcessPadded(in_ppChannels[c], in_uValid, m_uBlockFrames, m_scratch.data(),
+                            [this](float* p, uint32_t n) {
+                                for (uint32_t i = 0; i < n; ++i) {
+                                    p[i] = p[i] * m_fGain + 0.25f; // the offset shows the padded frames ran
+                                    ++m_uFramesRun;
+                                }
+                            });
+    }
+
+    uint32_t m_uBlockFrames;
+    common_aligned_vector<float> m_scratch;
+    common_smart_ptr<float> m_pState;
+    common_vector<float> m_gains;
+    float m_fGain = 1.0f;
+    bool m_bBypass = false;
+    uint32_t m_uResets = 0;
+    uint64_t m_uFramesRun = 0;
+};
+
+class TestGainFX : public QwEffectFrame<TestGainImpl>
+{
+public:
+    QwResult Init(QwPluginMemAlloc* in_pAllocator, QwEffectContext* in_pContext, QwPluginParam* in_pParams,
+                  QwFormat& io_format) override
+    {
+        QwResult eResult = BeginInit(in_pAllocator, in_pParams, io_format, m_bFilterLayout);
+        if (eResult != QW_Success)
+            return eResult;
+        Params().SetAllDirty();
+        eResult = BuildImpl(in_pContext, QwChannelCount(io_format.uChannelConfig));
+        if (eResult != QW_Success)
+            return eResult;
+        m_uTailFrames = Params().m_uTailFrames;
+        return QW_Success;
+    }
+    void Execute(QwAudioBuffer* io_pBuffer) override
+    {
+        m_tail.HandleTail(*io_pBuffer, m_uTailFrames);
+        TestGainFXParams& params = Params();
+        if (params.m_bRtDirty) {
+            m_pImpl->m_fGain = std::exp(params.m_fGainDb * 0.115129255f);
+            m_pImpl->m_bBypass = params.m_uBypass != 0;
+            params.m_bRtDirty = 0;
+        }
+        if (params.m_bTailDirty) {
+            m_uTailFrames = params.m_uTailFrames;
+            params.m_bTailDirty = 0;
+        }
+        if (m_pImpl->m_bBypass)
+            return;
+        float* apChannels[8];
+        const uint32_t uChannels = QwGatherChannels(*io_pBuffer, apChannels, 8);
+        m_pImpl->Process(apChannels, uChannels, io_pBuffer->uValidFrames);
+    }
+    TestGainFXParams& Params() { return *static_cast<TestGainFXParams*>(m_pParams); }
+    static bool m_bFilterLayout;
+};
+bool TestGainFX::m_bFilterLayout = false;
+
+struct Instance
+{
+    explicit Instance(TestHost& io_host, uint16_t in_uMaxFrames = 64) : host(io_host), context(in_uMaxFrames)
+    {
+        pParams = static_cast<TestGainFXParams*>(TestGainFXParams::Create(&host.allocator));
+        pParams->Init(&host.allocator, nullptr, 0);
+        pEffect = static_cast<TestGainFX*>(QwEffectFrame<TestGainImpl>::CreateAs<TestGainFX>(&host.allocator));
+    }
+    ~Instance()
+    {
+        if (pEffect)
+            pEffect->Term(&host.allocator);
+        if (pParams)
+            pParams->Term(&host.allocator);
+    }
+    QwResult Init(uint32_t in_uChannels = 2, uint32_t in_uMask = QW_MASK_STEREO)
+    {
+        format = QwFormat{48000, QwMakeChannelConfig(in_uChannels, in_uMask), 0};
+        return pEffect->Init(&host.allocator, &context, pParams, format);
+    }
+    TestHost& host;
+    TestEffectContext context;
+    QwFormat format{};
+    TestGainFXParams* pParams = nullptr;
+    TestGainFX* pEffect = nullptr;
+};
+
+std::vector<uint8_t> PackBlock(uint32_t in_uBypass, float in_fGainDb, uint32_t in_uTail)
+{
+    std::vector<uint8_t> block(12);
+    const uint32_t words[3] = {in_uBypass, 0, in_uTail};
+    uint32_t uGainBits;
+    std::memcpy(&uGainBits, &in_fGainDb, 4);
+    for (int w = 0; w < 3; ++w) {
+        const uint32_t v = w == 1 ? uGainBits : words[w];
+        for (int b = 0; b < 4; ++b)
+            block[4 * w + b] = static_cast<uint8_t>(v >> (8 * b)); // little-endian by hand
+    }
+    return block;
+}
+
+} // namespace
+
+TEST(QwEffectFrame, ParametersReachTheDspOnlyInsideExecute)
+{
+    TestHost host;
+    Instance fx(host);
+    ASSERT_EQ(fx.Init(), QW_Success);
+    std::vector<float> data(128, 1.0f);
+    QwAudioBuffer buffer{data.data(), fx.format.uChannelConfig, QW_Success, 64, 64};
+    fx.pEffect->Execute(&buffer);
+    EXPECT_FLOAT_EQ(data[0], 1.25f);
+
+    const float fGainDb = 6.0f;
+    ASSERT_EQ(fx.pParams->SetParam(1, &fGainDb, 4), QW_Success);
+    EXPECT_EQ(fx.pParams->m_bRtDirty, 1);
+    EXPECT_FLOAT_EQ(fx.pEffect->GetImpl()->m_fGain, 1.0f); // nothing applied yet
+    std::fill(data.begin(), data.end(), 1.0f);
+    fx.pEffect->Execute(&buffer);
+    EXPECT_EQ(fx.pParams->m_bRtDirty, 0);
+    // 6 dB is a factor of 10^(6/20) = 1.99526.
+    EXPECT_NEAR(data[5], 1.99526f + 0.25f, 1e-4);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(QwEffectFrame, UnknownParameterIsRefusedWithoutAFlag)
+{
+    TestHost host;
+    Instance fx(host);
+    ASSERT_EQ(fx.Init(), QW_Success);
+    std::vector<float> data(128, 0.0f);
+    QwAudioBuffer buffer{data.data(), fx.format.uChannelConfig, QW_Success, 64, 64};
+    fx.pEffect->Execute(&buffer);
+    const uint32_t uValue = 1;
+    EXPECT_EQ(fx.pParams->SetParam(3, &uValue, 4), QW_UnknownParam);
+    EXPECT_EQ(fx.pParams->m_bRtDirty, 0);
+    EXPECT_EQ(fx.pParams->m_bTailDirty, 0);
+}
+
+TEST(QwEffectFrame, CloneSetsEveryFlagAndCopiesValues)
+{
+    TestHost host;
+    Instance fx(host);
+    ASSERT_EQ(fx.Init(), QW_Success);
+    const float fGainDb = -3.0f;
+    fx.pParams->SetParam(1, &fGainDb, 4);
+    fx.pParams->m_bRtDirty = 0;
+    fx.pParams->m_bTailDirty = 0;
+    auto* pClone = static_cast<TestGainFXParams*>(fx.pParams->Clone(&host.allocator));
+    ASSERT_NE(pClone, nullptr);
+    EXPECT_EQ(pClone->m_bRtDirty, 1);
+    EXPECT_EQ(pClone->m_bTailDirty, 1);
+    EXPECT_EQ(pClone->m_fGainDb, -3.0f);
+    pClone->Term(&host.allocator);
+    host.allocator.FailAt(1);
+    EXPECT_EQ(fx.pParams->Clone(&host.allocator), nullptr);
+}
+
+TEST(QwEffectFrame, BlockReadStoresEverythingAndChecksTheSize)
+{
+    TestHost host;
+    Instance fx(host);
+    std::vector<uint8_t> block = PackBlock(1, -6.0f, 480);
+    EXPECT_EQ(fx.pParams->Init(&host.allocator, block.data(), 12), QW_Success);
+    EXPECT_EQ(fx.pParams->m_uBypass, 1u);
+    EXPECT_EQ(fx.pParams->m_fGainDb, -6.0f);
+    EXPECT_EQ(fx.pParams->m_uTailFrames, 480u);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+
+    // A block one byte too long: every value is still stored, the flags set, the result 1.
+    block.push_back(0);
+    block[0] = 0;
+    fx.pParams->m_bRtDirty = 0;
+    EXPECT_EQ(fx.pParams->SetParamsBlock(block.data(), 13), QW_Success);
+    EXPECT_EQ(host.asserts.Count("in_ulBlockSize == 0 || eResult != QW_Success"), 1u);
+    EXPECT_EQ(fx.pParams->m_uBypass, 0u);
+    EXPECT_EQ(fx.pParams->m_bRtDirty, 1);
+
+    // A zero-length Init installs the defaults.
+    EXPECT_EQ(fx.pParams->Init(&host.allocator, nullptr, 0), QW_Success);
+    EXPECT_EQ(fx.pParams->m_uTailFrames, 0u);
+    EXPECT_EQ(fx.pParams->m_fGainDb, 0.0f);
+    EXPECT_EQ(host.asserts.Total(), 1u);
+}
+
+TEST(QwEffectFrame, InfoTimeSkipAndReset)
+{
+    TestHost host;
+    Instance fx(host);
+    ASSERT_EQ(fx.Init(), QW_Success);
+    QwPluginInfo info{};
+    EXPECT_EQ(fx.pEffect->GetPluginInfo(nullptr, info), QW_Success);
+    EXPECT_EQ(info.eType, 3u);
+    EXPECT_EQ(info.uBuildVersion, 0x7E501u);
+    EXPECT_TRUE(info.bIsInPlace);
+    EXPECT_EQ(fx.pEffect->TimeSkip(1000), static_cast<QwResult>(45));
+    EXPECT_EQ(fx.pEffect->GetImpl()->m_uFramesRun, 0u); // skipped time advances nothing
+    EXPECT_FALSE(fx.pEffect->ProbeFlag());
+    EXPECT_EQ(fx.pEffect->ProbeCode(), 0u);
+    fx.pEffect->Reset();
+    EXPECT_EQ(fx.pEffect->GetImpl()->m_uResets, 1u);
+}
+
+TEST(QwEffectFrame, ShortBlockRunsTheWholeBlockAndCopiesBackOnlyValidFrames)
+{
+    TestHost host;
+    Instance fx(host);
+    ASSERT_EQ(fx.Init(), QW_Success);
+    std::vector<float> data(128, 2.0f);
+    QwAudioBuffer buffer{data.data(), fx.format.uChannelConfig, QW_Success, 64, 10};
+    fx.pEffect->Execute(&buffer);
+    EXPECT_EQ(fx.pEffect->GetImpl()->m_uFramesRun, 128u);
+    EXPECT_FLOAT_EQ(data[9], 2.25f);
+    EXPECT_EQ(data[10], 2.0f);
+    EXPECT_FLOAT_EQ(data[64 + 9], 2.25f);
+    EXPECT_EQ(data[64 + 10], 2.0f);
+    EXPECT_EQ(buffer.uValidFrames, 10);
+}
+
+TEST(QwEffectFrame, TailRingsOnAfterTheInputEnds)
+{
+    TestHost host;
+    Instance fx(host);
+    const uint32_t uTail = 100;
+    fx.pParams->SetParam(2, &uTail, 4);
+    ASSERT_EQ(fx.Init(), QW_Success);
+    std::vector<float> data(128, 1.0f);
+    QwAudioBuffer buffer{data.data(), fx.format.uChannelConfig, QW_InputEnded, 64, 30};
+    fx.pEffect->Execute(&buffer);
+    EXPECT_EQ(buffer.uValidFrames, 64);
+    EXPECT_EQ(buffer.eState, static_cast<uint32_t>(QW_DataReady)); // 100 - 34 = 66 left
+    EXPECT_FLOAT_EQ(data[40], 0.25f); // padded silence ran through the DSP
+    buffer.uValidFrames = 0;
+    buffer.eState = QW_InputEnded;
+    fx.pEffect->Execute(&buffer);
+    EXPECT_EQ(buffer.eState, static_cast<uint32_t>(QW_DataReady)); // 2 left
+    buffer.uValidFrames = 0;
+    buffer.eState = QW_InputEnded;
+    fx.pEffect->Execute(&buffer);
+    EXPECT_EQ(buffer.eState, static_cast<uint32_t>(QW_InputEnded));
+}
+
+TEST(QwEffectFrame, LayoutOutsideTheTableIsRefused)
+{
+    TestHost host;
+    TestGainFX::m_bFilterLayout = true;
+    {
+        Instance fx(host);
+        // 0x60B: front pair, low frequency and sides; a legal count but not a known layout.
+        EXPECT_EQ(fx.Init(4, 0x60B), static_cast<QwResult>(78));
+        EXPECT_EQ(fx.pEffect->GetImpl(), nullptr);
+        for (uint32_t uMask : {0x004u, 0x003u, 0x603u, 0x607u, 0x60Fu, 0x63Fu}) {
+            Instance ok(host);
+            EXPECT_EQ(ok.Init(2, uMask), QW_Success) << uMask;
+        }
+    }
+    TestGainFX::m_bFilterLayout = false;
+    EXPECT_TRUE(host.allocator.Balanced());
+}
+
+TEST(QwEffectFrame, AllocationFailureAtEveryStepGives52AndTermBalances)
+{
+    TestHost host;
+    uint64_t uNeeded = 0;
+    {
+        QwHostAllocator probe;
+        Instance fx(host);
+        const uint64_t uBefore = host.allocator.AllocCalls();
+        ASSERT_EQ(fx.Init(), QW_Success);
+        uNeeded = host.allocator.AllocCalls() - uBefore;
+    }
+    ASSERT_GE(uNeeded, 4u); // impl, scratch, state and its count, gains
+    for (uint64_t k = 1; k <= uNeeded; ++k) {
+        {
+            Instance fx(host);
+            host.allocator.FailAt(k);
+            EXPECT_EQ(fx.Init(), static_cast<QwResult>(52)) << "k = " << k;
+            host.allocator.FailAt(0);
+        }
+        EXPECT_TRUE(host.allocator.Balanced()) << "k = " << k;
+    }
+    {
+        Instance fx(host);
+        EXPECT_EQ(fx.Init(), QW_Success); // the next Init clears the sticky flag
+    }
+    EXPECT_TRUE(host.allocator.Balanced());
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(QwEffectFrame, ExecuteAllocatesNothing)
+{
+    TestHost host;
+    Instance fx(host);
+    ASSERT_EQ(fx.Init(), QW_Success);
+    std::vector<float> data(128, 0.5f);
+    const uint64_t uCalls = host.allocator.AllocCalls();
+    for (int i = 0; i < 10; ++i) {
+        const float fGainDb = static_cast<float>(i);
+        fx.pParams->SetParam(1, &fGainDb, 4);
+        QwAudioBuffer buffer{data.data(), fx.format.uChannelConfig, QW_Success, 64, static_cast<uint16_t>(64 - i)};
+        fx.pEffect->Execute(&buffer);
+    }
+    EXPECT_EQ(host.allocator.AllocCalls(), uCalls);
+}
+
+TEST(QwEffectFrame, FactoriesReturnNullWhenMemoryIsExhausted)
+{
+    TestHost host;
+    host.allocator.FailAt(1);
+    EXPECT_EQ(TestGainFXParams::Create(&host.allocator), nullptr);
+    host.allocator.FailAt(1);
+    EXPECT_EQ(QwEffectFrame<TestGainImpl>::CreateAs<TestGainFX>(&host.allocator), nullptr);
+    EXPECT_EQ(host.allocator.AllocCalls(), 2u);
+    EXPECT_TRUE(host.allocator.Balanced());
+}

@@ -1,0 +1,150 @@
+// The slot grid: derived gains follow the algorithm's row, slots chain in the caller's order,
+// bad indices assert, Reset heals.
+#include <gtest/gtest.h>
+#include <cmath>
+#include "distortion_test_util.h"
+#include "support/testhost.h"
+
+TEST(DistortionDsp, NewInstancePassesAudioUntouched)
+{
+    TestHost host;
+    DistortionDsp dsp(44100.0f);
+    std::vector<float> buf = {0.1f, -0.9f, 3.0f, 0.0f};
+    const std::vector<float> in = buf;
+    for (uint32_t b = 0; b < KvSkrel::NUM_BANDS; ++b)
+        for (uint32_t s = 0; s < KvSkrel::NUM_DISTORTION_SLOTS; ++s) {
+            EXPECT_EQ(dsp.GetAlgorithm(b, s), 0u);
+            EXPECT_EQ(dsp.GetParameter(b, 1, s), 5.0f);
+            EXPECT_EQ(dsp.GetParameter(b, 3, s), 100.0f);
+            dsp.Process(b, s, 4, buf.data());
+        }
+    EXPECT_EQ(buf, in);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(DistortionDsp, AlgorithmChangeRecomputesDriveAndWetFromItsRow)
+{
+    TestHost host;
+    DistortionDsp dsp(48000.0f);
+    dsp.SetParameter(3, 3, 50.0f, 0);
+    dsp.SetAlgorithm(3, 1, 0); // 40 dB row, trim -8: Drive 5 is 20 dB
+    EXPECT_NEAR(dsp.Slot(3, 0).m_fDriveGain, 10.0, 1e-5);
+    EXPECT_NEAR(dsp.Slot(3, 0).m_fWetGain, 0.5 * DbGain(-8), 1e-7);
+    EXPECT_NEAR(dsp.Slot(3, 0).m_fDryGain, 0.5, 1e-7);
+    dsp.SetAlgorithm(3, 2, 0); // 4 dB row: Drive 5 is 2 dB
+    EXPECT_NEAR(dsp.Slot(3, 0).m_fDriveGain, DbGain(2), 1e-6);
+    dsp.SetAlgorithm(3, 3, 0); // trim 0
+    EXPECT_NEAR(dsp.Slot(3, 0).m_fWetGain, 0.5, 1e-7);
+    // Drive extrapolates: -10 on a 40 dB row is -40 dB.
+    dsp.SetParameter(3, 1, -10.0f, 0);
+    EXPECT_NEAR(dsp.Slot(3, 0).m_fDriveGain, 0.01, 1e-8);
+}
+
+TEST(DistortionDsp, DriveZeroIsUnityOnEveryAlgorithm)
+{
+    TestHost host;
+    DistortionDsp dsp(48000.0f);
+    dsp.SetParameter(0, 1, 0.0f, 1);
+    for (uint32_t a = 0; a < KvSkrel::NUM_DISTORTION_ALGORITHMS; ++a) {
+        dsp.SetAlgorithm(0, a, 1);
+        EXPECT_EQ(dsp.Slot(0, 1).m_fDriveGain, 1.0f) << a;
+    }
+}
+
+TEST(DistortionDsp, MixZeroKeepsTheOutputGain)
+{
+    TestHost host;
+    SlotSetting s;
+    s.uAlgorithm = 1;
+    s.fMix = 0.0f;
+    s.fOutputDb = 6.0f;
+    s.fInputDb = -3.0f;
+    s.fDrive = 10.0f;
+    DistortionDsp dsp(48000.0f);
+    ApplySetting(dsp, s);
+    EXPECT_EQ(dsp.Slot(3, 0).m_fWetGain, 0.0f);
+    EXPECT_EQ(dsp.Slot(3, 0).m_fDryGain, 1.0f);
+    EXPECT_NEAR(RunOne(s, 0.5f), 0.5 * DbGain(3), 1e-6);
+}
+
+TEST(DistortionDsp, SlotOneTakesSlotZerosOutput)
+{
+    TestHost host;
+    DistortionDsp dsp(48000.0f);
+    SlotSetting a;
+    a.uAlgorithm = 17; // tanh, trim -3
+    a.fOutputDb = 2.0f;
+    SlotSetting b;
+    b.uAlgorithm = 22; // Blues Driver, trim 0
+    b.fMix = 75.0f;
+    ApplySetting(dsp, a, 3, 0);
+    ApplySetting(dsp, b, 3, 1);
+    std::vector<float> buf = {0.7f, -0.4f, 2.0f};
+    const std::vector<float> in = buf;
+    dsp.Process(3, 0, 3, buf.data());
+    dsp.Process(3, 1, 3, buf.data());
+    for (size_t i = 0; i < in.size(); ++i) {
+        const double u = std::tanh(static_cast<double>(in[i])) * DbGain(-3) * DbGain(2);
+        const double fBlues = (std::fabs(u) + 1) * u / (u * u + 1);
+        EXPECT_NEAR(buf[i], 0.75 * fBlues + 0.25 * u, 2e-6) << i;
+    }
+    // Other bands are separate records.
+    EXPECT_EQ(dsp.GetAlgorithm(0, 0), 0u);
+    EXPECT_EQ(dsp.GetAlgorithm(3, 1), 22u);
+}
+
+TEST(DistortionDsp, BadIndicesAssertAndChangeNothing)
+{
+    TestHost host;
+    DistortionDsp dsp(48000.0f);
+    EXPECT_EQ(dsp.GetParameter(3, 5, 0), -401.0f);
+    EXPECT_EQ(host.asserts.Count("false"), 1u);
+    dsp.SetParameter(3, 5, 9.0f, 0);
+    EXPECT_EQ(host.asserts.Count("false"), 2u);
+    for (uint32_t i = 0; i < 5; ++i)
+        EXPECT_NE(dsp.GetParameter(3, i, 0), 9.0f);
+    dsp.SetAlgorithm(4, 1, 0);
+    EXPECT_EQ(host.asserts.Count("iBand < NUM_BANDS"), 1u);
+    dsp.SetAlgorithm(0, 1, 2);
+    EXPECT_EQ(host.asserts.Count("iEffectSlot < NUM_DISTORTION_SLOTS"), 1u);
+    dsp.GetAlgorithm(0, 2);
+    EXPECT_EQ(host.asserts.Count("iEffectSlot < NUM_DISTORTION_SLOTS"), 2u);
+}
+
+TEST(DistortionDsp, ResetHealsAnOutOfRangeAlgorithmAndClearsTheRing)
+{
+    TestHost host;
+    DistortionDsp dsp(48000.0f);
+    dsp.SetAlgorithm(1, 36, 0);
+    dsp.SetParameter(1, 2, 0.25f, 0);
+    std::vector<float> ones(6, 1.0f);
+    dsp.Process(1, 0, 6, ones.data());
+    const float fDriveBefore = dsp.Slot(2, 1).m_fDriveGain;
+    dsp.SetAlgorithm(2, 60, 1);
+    EXPECT_EQ(host.asserts.Count("iAlgorithm < NUM_DISTORTION_ALGORITHMS"), 1u);
+    EXPECT_EQ(dsp.GetAlgorithm(2, 1), 60u);
+    EXPECT_EQ(dsp.Slot(2, 1).m_fDriveGain, fDriveBefore); // no row to derive from
+    dsp.Reset();
+    EXPECT_EQ(host.asserts.Count("false"), 1u);
+    EXPECT_EQ(dsp.GetAlgorithm(2, 1), 0u);
+    EXPECT_EQ(dsp.Slot(1, 0).m_fAverageSum, 0.0f);
+    EXPECT_EQ(dsp.Slot(1, 0).m_uBufferSamples, 0u);
+    EXPECT_EQ(dsp.Slot(1, 0).m_uBufferPosition, 2u); // 6 samples through a ring of 4
+    // The next block restarts the average from empty.
+    std::vector<float> next(2, 1.0f);
+    dsp.Process(1, 0, 2, next.data());
+    EXPECT_NEAR(next[0], 0.25, 1e-6);
+}
+
+TEST(DistortionDsp, SampleAveragingSwitchTurnsTheRingOff)
+{
+    TestHost host;
+    DistortionDsp dsp(48000.0f);
+    dsp.SetAlgorithm(3, 36, 0);
+    dsp.SetParameter(3, 2, 0.5f, 0);
+    dsp.SetSampleAveraging(false);
+    std::vector<float> buf = {1.0f, 0.0f};
+    dsp.Process(3, 0, 2, buf.data());
+    EXPECT_NEAR(buf[0], 1.0, 1e-6);
+    EXPECT_NEAR(buf[1], 0.0, 1e-9);
+}
