@@ -2,11 +2,9 @@
 // g_pQWPluginList meets them in the reverse order: 9, 6, 5, 3, 4, 7, 2.
 #include "host/qwpluginregistration.h"
 #include "skrel_console/delay/qwent/audioenginefx/kvskreldelayfx.h"
+#include "skrel_console/distortion/qwent/audioenginefx/kvskreldistortionfx.h"
 
 namespace {
-
-QwPluginRegistration s_delay = {nullptr, QW_PLUGIN_TYPE_EFFECT, QW_COMPANY_ID, KvSkrelDelayFX::PLUGIN_ID,
-                                &KvSkrelDelayFX::Create, &KvSkrelDelayFXParams::Create, {}};
 
 // Push order 1 reverb (2), 2 box modeler (7), 3 delay (4), 4 distortion (3), 5 dynamics (5),
 // 6 filters (6), 7 multiband distortion (9). Each effect adds its record at its position.
@@ -14,7 +12,8 @@ struct Registrar
 {
     Registrar()
     {
-        QwPushRegistration(&s_delay);
+        QwPushRegistration(KvSkrelDelayRegistration());      // 3 delay (4)
+        QwPushRegistration(KvSkrelDistortionRegistration()); // 4 distortion (3)
     }
 };
 

@@ -318,43 +318,45 @@ TEST(SkrelDelayDsp, ModeTableCharacterFilters)
 }
 
 // The echo's centre of mass follows the LFO: it comes early by depth x sin(phase) samples.
+// Smooth pulses keep the cubic read and the filters from moving the centre by themselves.
 TEST(SkrelDelayDsp, ModeTableLfo)
 {
     TestHost host;
     const uint32_t uRate = 48000;
     struct Case { uint32_t uMode; double fPeriodMs; double fDepthMs; };
     const Case cases[] = {{0, 500, 0.1}, {1, 333, 0.1}, {2, 750, 0.1}, {3, 500, 0}, {4, 500, 0}, {5, 500, 0}};
+    const double fTwoPi = 6.283185307179586;
     for (const Case& c : cases) {
         SkrelDelayDsp dsp(uRate);
         MakeTransparent(dsp, 40.0f, c.uMode); // 1920 + 1 samples
         const size_t D = 1921;
         const double fPeriod = c.fPeriodMs * 48.0;
         const double fDepth = c.fDepthMs * 48.0;
-        // Echoes read at n = m + D, at LFO phases from 0 through a whole period.
+        // Echo centres at n, LFO phases spread over a whole period.
         std::vector<size_t> reads;
         for (int k = 0; k < 8; ++k)
             reads.push_back(static_cast<size_t>(fPeriod * k / 8.0) + 3 * D);
         std::vector<float> x(reads.back() + 200, 0.0f);
         for (size_t n : reads)
-            x[n - D] = 0.2f;
+            for (int i = -20; i <= 20; ++i)
+                x[n - D + i] = 0.2f * std::exp(-static_cast<float>(i * i) / 50.0f);
         const std::vector<float> y = RunDelay(dsp, x);
-        std::vector<double> centres;
+        std::vector<double> shifts;
         for (size_t n : reads) {
             double fSum = 0.0, fMoment = 0.0;
-            const float fSign = y[n] + y[n + 2] < 0.0f ? -1.0f : 1.0f;
-            for (size_t i = n - 12; i <= n + 12; ++i) {
+            const float fSign = y[n] < 0.0f ? -1.0f : 1.0f;
+            for (size_t i = n - 30; i <= n + 30; ++i) {
                 const double w = std::max(0.0f, fSign * y[i]);
                 fSum += w;
                 fMoment += w * (static_cast<double>(i) - static_cast<double>(n));
             }
-            centres.push_back(fMoment / fSum);
+            shifts.push_back(fMoment / fSum + fDepth * std::sin(fTwoPi * static_cast<double>(n) / fPeriod));
         }
-        for (size_t k = 0; k < reads.size(); ++k) {
-            const double fShift = -fDepth * std::sin(6.283185307179586 * static_cast<double>(reads[k]) / fPeriod);
-            EXPECT_NEAR(centres[k] - centres[0], fShift - (-fDepth * std::sin(6.283185307179586 * reads[0] / fPeriod)),
-                        0.35)
-                << "mode " << c.uMode << " read " << reads[k];
-        }
+        // What is left after taking out the predicted shift is the filters' constant lag, plus
+        // the four-point read's own error: exact for constants but not for slopes, it misplaces
+        // a smooth edge by t(1 - t)(1 - 2t), at most 0.096 samples either way.
+        for (size_t k = 1; k < shifts.size(); ++k)
+            EXPECT_NEAR(shifts[k], shifts[0], 0.2) << "mode " << c.uMode << " read " << reads[k];
     }
 }
 

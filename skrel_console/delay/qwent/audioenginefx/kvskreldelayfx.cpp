@@ -39,12 +39,12 @@ void KvSkrelDelayFX::Execute(QwAudioBuffer* io_pBuffer)
             pImpl->SetFloatParam(uId + 1, pParams->GetFloat(uId));
         if (IsOutOfMemory())
             return;
-        pParams->m_bFloatsDirty = false;
+        pParams->m_bFloatsDirty = 0;
     }
     // After the floats, so that the mode's curves come from this block's amount.
     if (pParams->m_bModeDirty) {
         pImpl->SetIntParam(SkrelDelayImpl::INT_PARAM_MODE, pParams->m_uMode);
-        pParams->m_bModeDirty = false;
+        pParams->m_bModeDirty = 0;
     }
 
     float* apChannels[MAX_CHANNELS];
@@ -54,4 +54,16 @@ void KvSkrelDelayFX::Execute(QwAudioBuffer* io_pBuffer)
         return;
     }
     pImpl->ProcessDeinterleaved(io_pBuffer->uValidFrames, apChannels);
+}
+
+QwPluginRegistration* KvSkrelDelayRegistration()
+{
+    static QwPluginRegistration s_record = {nullptr,
+                                            QW_PLUGIN_TYPE_EFFECT,
+                                            QW_COMPANY_ID,
+                                            KvSkrelDelayFX::PLUGIN_ID,
+                                            &KvSkrelDelayFX::Create,
+                                            &KvSkrelDelayFXParams::Create,
+                                            {}};
+    return &s_record;
 }

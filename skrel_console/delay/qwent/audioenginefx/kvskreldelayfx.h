@@ -2,6 +2,7 @@
 // tail that follows the feedback and the requested delay.
 #pragma once
 #include "host/qweffectframe.h"
+#include "host/qwpluginregistration.h"
 #include "skrel_console/delay/qwent/audioenginefx/kvskreldelayfxparams.h"
 #include "skrel_console/delay/src/interface/skreldelayimpl.h"
 
@@ -16,3 +17,6 @@ public:
 
     static QwEffectPlugin* Create(QwPluginMemAlloc* in_pAllocator) { return CreateAs<KvSkrelDelayFX>(in_pAllocator); }
 };
+
+// The module's record for this effect.
+QwPluginRegistration* KvSkrelDelayRegistration();

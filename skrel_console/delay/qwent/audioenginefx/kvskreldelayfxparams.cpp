@@ -32,12 +32,12 @@ QwResult KvSkrelDelayFXParams::SetParam(uint16_t in_uParamId, const void* in_pVa
         break;
     case PARAM_MODE:
         QwStoreRaw(m_uMode, in_pValue);
-        m_bModeDirty = true;
+        m_bModeDirty = 1;
         return QW_Success;
     default:
         return QW_UnknownParam;
     }
-    m_bFloatsDirty = true;
+    m_bFloatsDirty = 1;
     return QW_Success;
 }
 
@@ -71,8 +71,8 @@ void KvSkrelDelayFXParams::ReadBlock(QwParamBlockReader& io_reader)
 
 void KvSkrelDelayFXParams::SetAllDirty()
 {
-    m_bFloatsDirty = true;
-    m_bModeDirty = true;
+    m_bFloatsDirty = 1;
+    m_bModeDirty = 1;
 }
 
 float KvSkrelDelayFXParams::GetFloat(uint32_t in_uId) const

@@ -40,7 +40,7 @@ public:
     float m_fDelayMs;
     float m_fFeedbackPercent;
     float m_fAmount;
-    bool m_bFloatsDirty;
+    uint8_t m_bFloatsDirty; // items 0 to 8
     uint32_t m_uMode;
-    bool m_bModeDirty;
+    uint8_t m_bModeDirty;   // item 9
 };
