@@ -47,12 +47,14 @@ void KvSkrelDelayFX::Execute(QwAudioBuffer* io_pBuffer)
         pParams->m_bModeDirty = 0;
     }
 
+    // The channel count is at most 255, so the pointers fit on the stack.
     float* apChannels[MAX_CHANNELS];
-    const uint32_t uCount = QwGatherChannels(*io_pBuffer, apChannels, MAX_CHANNELS);
-    if (uCount < pImpl->NumChannels()) {
-        io_pBuffer->GetChannel(uCount); // reports the missing channel; the block is left alone
+    const uint32_t uChannels = pImpl->NumChannels();
+    for (uint32_t i = 0; i < uChannels; ++i)
+        apChannels[i] = io_pBuffer->GetChannel(i);
+    // A buffer with fewer channels than the format has been reported above; run nothing past it.
+    if (uChannels > io_pBuffer->NumChannels())
         return;
-    }
     pImpl->ProcessDeinterleaved(io_pBuffer->uValidFrames, apChannels);
 }
 
