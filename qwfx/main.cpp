@@ -1,13 +1,56 @@
-// qwfx: loads the effect module and runs its effects.
+// qwfx: loads the effect module and runs its effects on audio files.
 #include <cstdio>
 #include <cstring>
+#include "qwfx/qwfxcli.h"
+
+namespace {
+
+const char* const USAGE =
+    "usage: qwfx [--module PATH] COMMAND ...\n"
+    "  list                      the module's effects, in registration order\n"
+    "  params EFFECT             an effect's parameters\n"
+    "  render EFFECT IN OUT      run an effect over an audio file, writing a 32-bit float WAV\n"
+    "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--media FILE] [--block N]\n"
+    "      [--layout mono|stereo|4.0|5.0|5.1|7.1] [--max-tail SECONDS] [--strict]\n"
+    "  demo [DIR]                render a test programme through every effect (default qwfx-demo/)\n"
+    "  bench [EFFECT] [--seconds S]  speed of each effect and preset at blocks of 512 and 64\n"
+    "EFFECT is a short name (qwfx list) or a plug-in id.\n";
+
+} // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc < 2 || std::strcmp(argv[1], "--help") == 0) {
-        std::printf("usage: qwfx COMMAND ...\n");
-        return argc < 2 ? 2 : 0;
+    QwfxArgs args;
+    args.sModulePath = QwDefaultModulePath();
+    std::string sCommand;
+    for (int i = 1; i < argc; ++i) {
+        const std::string sArg = argv[i];
+        if (sArg == "--module" || sArg.compare(0, 9, "--module=") == 0) {
+            if (sArg == "--module" && i + 1 >= argc)
+                return QwfxError(QWFX_USAGE, "option --module needs a path");
+            args.sModulePath = sArg == "--module" ? argv[++i] : sArg.substr(9);
+        } else if (sCommand.empty() && (sArg == "--help" || sArg == "-h")) {
+            std::fputs(USAGE, stdout);
+            return QWFX_OK;
+        } else if (sCommand.empty()) {
+            sCommand = sArg;
+        } else {
+            args.args.push_back(sArg);
+        }
     }
-    std::fprintf(stderr, "qwfx: unknown command '%s'\n", argv[1]);
-    return 2;
+    if (sCommand.empty()) {
+        std::fputs(USAGE, stderr);
+        return QWFX_USAGE;
+    }
+    if (sCommand == "list")
+        return QwfxList(args);
+    if (sCommand == "params")
+        return QwfxParams(args);
+    if (sCommand == "render")
+        return QwfxRender(args);
+    if (sCommand == "demo")
+        return QwfxDemo(args);
+    if (sCommand == "bench")
+        return QwfxBench(args);
+    return QwfxError(QWFX_USAGE, "unknown command '" + sCommand + "' (try qwfx --help)");
 }

@@ -356,3 +356,25 @@ TEST(KvSkrelDistortionFX, RecordInTheBuiltModule)
     EXPECT_TRUE(host.allocator.Balanced());
     dlclose(pHandle);
 }
+
+TEST(KvSkrelDistortionFX, PendingAllocatorFailureSkipsTheBlockAndKeepsTheFlags)
+{
+    TestHost host;
+    Instance fx(host, 1);
+    ASSERT_EQ(fx.Init(), QW_Success);
+    fx.Execute(64);
+    fx.SetU(5, 17);
+    fx.SetF(1, 0.0f);
+    GetAllocatorBinding().m_bOutOfMemory = 1; // the sticky flag, as left by a failure elsewhere
+    FillRamp(fx.data);
+    const std::vector<float> in = fx.data;
+    fx.Execute(64);
+    EXPECT_EQ(fx.data, in);
+    EXPECT_TRUE(fx.pParams->m_bGainsChanged);
+    EXPECT_TRUE(fx.pParams->m_bAlgorithmsChanged);
+    GetAllocatorBinding().m_bOutOfMemory = 0;
+    fx.data = in;
+    fx.Execute(64);
+    EXPECT_FALSE(fx.pParams->m_bGainsChanged || fx.pParams->m_bAlgorithmsChanged);
+    EXPECT_NEAR(fx.data[3], std::tanh(static_cast<double>(in[3])) * std::pow(10.0, -3.0 / 20), 1e-6);
+}

@@ -1,0 +1,36 @@
+// qwfx params EFFECT: the effect's parameter table as the tool knows it.
+#include <cstdio>
+#include "qwfx/lib/qweffectmeta.h"
+#include "qwfx/lib/qwparamvalue.h"
+#include "qwfx/lib/qwpluginnames.h"
+#include "qwfx/qwfxcli.h"
+
+int QwfxParams(const QwfxArgs& in_args)
+{
+    if (in_args.args.size() != 1)
+        return QwfxError(QWFX_USAGE, "usage: qwfx params EFFECT");
+    const std::string& sEffect = in_args.args[0];
+    uint32_t uId = 0;
+    if (!QwPluginIdFromName(sEffect, uId))
+        return QwfxError(QWFX_USAGE, "unknown effect '" + sEffect + "' (known: " + QwAllShortNames() + ")");
+    const QwEffectMeta* pMeta = QwFindEffectMeta(uId);
+    if (!pMeta)
+        return QwfxError(QWFX_FAILED, "no parameter table for effect '" + sEffect + "' in this build of qwfx");
+
+    std::printf("%s (plug-in %u): parameter block of %u bytes\n", pMeta->pszShortName, pMeta->uPluginId,
+                pMeta->uBlockBytes);
+    std::printf("%4s  %-24s %-4s %10s  %-6s %s\n", "id", "name", "type", "default", "unit", "range");
+    for (uint32_t i = 0; i < pMeta->uParamCount; ++i) {
+        const QwParamMeta& param = pMeta->pParams[i];
+        std::string sRange = QwFormatValue(param, param.fMin) + " .. " + QwFormatValue(param, param.fMax);
+        if (param.apszChoices) {
+            sRange = "";
+            for (uint32_t k = 0; k < param.uChoiceCount; ++k)
+                sRange += (k ? ", " : "") + std::to_string(k) + "=" + param.apszChoices[k];
+        }
+        std::printf("%4u  %-24s %-4s %10s  %-6s %s\n", param.uId, param.pszName,
+                    param.eType == QwParamType::U32 ? "u32" : "f32", QwFormatValue(param, param.fDefault).c_str(),
+                    param.pszUnit ? param.pszUnit : "", sRange.c_str());
+    }
+    return QWFX_OK;
+}

@@ -1,0 +1,148 @@
+// qwfx render EFFECT IN OUT [options]: one effect over one audio file.
+#include <unistd.h>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include "qwfx/lib/qwassertreport.h"
+#include "qwfx/lib/qwaudiofile.h"
+#include "qwfx/lib/qweffectsetup.h"
+#include "qwfx/lib/qwhostallocator.h"
+#include "qwfx/lib/qwlayout.h"
+#include "qwfx/lib/qwpluginnames.h"
+#include "qwfx/lib/qwrenderloop.h"
+#include "qwfx/qwfxcli.h"
+
+namespace {
+
+struct RenderOptions
+{
+    std::vector<std::string> positional;
+    std::string sParamsFile;
+    std::vector<std::string> sets;
+    std::string sMediaFile;
+    std::string sBlock = "512";
+    std::string sLayout;
+    std::string sMaxTail = "30";
+    bool bStrict = false;
+};
+
+bool ParseOptions(const std::vector<std::string>& in_args, RenderOptions& out_options, std::string& out_sError)
+{
+    for (size_t i = 0; i < in_args.size() && out_sError.empty(); ++i) {
+        std::string sValue;
+        if (QwfxTakeOption(in_args, i, "--params", out_options.sParamsFile, out_sError) ||
+            QwfxTakeOption(in_args, i, "--media", out_options.sMediaFile, out_sError) ||
+            QwfxTakeOption(in_args, i, "--block", out_options.sBlock, out_sError) ||
+            QwfxTakeOption(in_args, i, "--layout", out_options.sLayout, out_sError) ||
+            QwfxTakeOption(in_args, i, "--max-tail", out_options.sMaxTail, out_sError))
+            continue;
+        if (QwfxTakeOption(in_args, i, "--set", sValue, out_sError)) {
+            out_options.sets.push_back(sValue);
+        } else if (in_args[i] == "--strict") {
+            out_options.bStrict = true;
+        } else if (in_args[i].size() > 1 && in_args[i][0] == '-') {
+            out_sError = "unknown option '" + in_args[i] + "' for render";
+        } else {
+            out_options.positional.push_back(in_args[i]);
+        }
+    }
+    if (out_sError.empty() && out_options.positional.size() != 3)
+        out_sError = "usage: qwfx render EFFECT IN OUT [--params BLOCK.bin] [--set NAME|ID=VALUE]... "
+                     "[--media FILE] [--block N] [--layout L] [--max-tail SECONDS] [--strict]";
+    return out_sError.empty();
+}
+
+void ShowProgress(uint64_t in_uDone, uint64_t in_uTotal)
+{
+    std::fprintf(stderr, "\rqwfx: rendering %3.0f%%", in_uTotal ? 100.0 * in_uDone / in_uTotal : 100.0);
+    if (in_uDone >= in_uTotal)
+        std::fprintf(stderr, "\n");
+}
+
+} // namespace
+
+int QwfxRender(const QwfxArgs& in_args)
+{
+    RenderOptions options;
+    std::string sError;
+    if (!ParseOptions(in_args.args, options, sError))
+        return QwfxError(QWFX_USAGE, sError);
+    const std::string& sEffect = options.positional[0];
+    const std::string& sIn = options.positional[1];
+    const std::string& sOut = options.positional[2];
+
+    uint32_t uId = 0;
+    if (!QwPluginIdFromName(sEffect, uId))
+        return QwfxError(QWFX_USAGE, "unknown effect '" + sEffect + "' (known: " + QwAllShortNames() + ")");
+    char* pEnd = nullptr;
+    const long sBlock = std::strtol(options.sBlock.c_str(), &pEnd, 10);
+    if (options.sBlock.empty() || *pEnd != '\0' || sBlock < 1 || sBlock > 65535)
+        return QwfxError(QWFX_USAGE, "bad --block '" + options.sBlock + "': expected a whole number from 1 to 65535");
+    const double fMaxTail = std::strtod(options.sMaxTail.c_str(), &pEnd);
+    if (options.sMaxTail.empty() || *pEnd != '\0' || !std::isfinite(fMaxTail) || fMaxTail < 0.0)
+        return QwfxError(QWFX_USAGE, "bad --max-tail '" + options.sMaxTail + "': expected seconds, 0 or more");
+    const QwLayout* pLayout = nullptr;
+    if (!options.sLayout.empty() && !(pLayout = QwFindLayout(options.sLayout)))
+        return QwfxError(QWFX_USAGE, "unknown layout '" + options.sLayout + "' (known: " + QwLayoutNames() + ")");
+
+    QwEffectSetup setup;
+    setup.pMeta = QwFindEffectMeta(uId);
+    for (const std::string& sSet : options.sets) {
+        QwParamSetting setting;
+        if (!QwParseSetting(setup.pMeta, sSet, setting, sError))
+            return QwfxError(QWFX_USAGE, sError);
+        setup.settings.push_back(setting);
+    }
+
+    QwPlanarAudio input;
+    if (!QwReadAudioFile(sIn, input, sError))
+        return QwfxError(QWFX_FAILED, sError);
+    if (pLayout && pLayout->uChannels != input.NumChannels())
+        return QwfxError(QWFX_USAGE, "layout " + options.sLayout + " has " + std::to_string(pLayout->uChannels) +
+                                         " channels but '" + sIn + "' has " +
+                                         std::to_string(input.NumChannels()));
+    if (!pLayout)
+        pLayout = QwDefaultLayout(input.NumChannels());
+    if (!options.sParamsFile.empty() && !QwReadBinaryFile(options.sParamsFile, setup.paramBlock, sError))
+        return QwfxError(QWFX_FAILED, sError);
+    if (!options.sMediaFile.empty() && !QwReadBinaryFile(options.sMediaFile, setup.media, sError))
+        return QwfxError(QWFX_FAILED, sError);
+    setup.format = QwFormat{input.uSampleRate, QwChannelConfigFor(input.NumChannels(), pLayout), 0};
+    setup.uBlockFrames = static_cast<uint16_t>(sBlock);
+
+    QwfxSession session;
+    if (!session.Open(in_args.sModulePath))
+        return QWFX_FAILED;
+    setup.pRecord = session.module.Find(uId);
+    if (!setup.pRecord)
+        return QwfxError(QWFX_FAILED, "effect '" + sEffect + "' (plug-in " + std::to_string(uId) +
+                                          ") is not registered in " + session.module.Path());
+
+    QwHostAllocator allocator;
+    QwEffectInstance instance(allocator);
+    if (!QwPrepareEffect(instance, setup, sError)) {
+        QwPrintAssertReport(session.asserts, stderr);
+        return QwfxError(QWFX_FAILED, sError);
+    }
+
+    QwRenderOptions renderOptions;
+    renderOptions.uBlockFrames = setup.uBlockFrames;
+    renderOptions.uMaxTailFrames = static_cast<uint64_t>(std::llround(fMaxTail * input.uSampleRate));
+    if (isatty(STDERR_FILENO))
+        renderOptions.progress = ShowProgress;
+    QwPlanarAudio output;
+    const QwRenderStats stats =
+        QwRender(*instance.Effect(), setup.format.uChannelConfig, input, output, renderOptions);
+    instance.Release();
+    if (!allocator.Balanced())
+        std::fprintf(stderr, "qwfx: %s kept %zu memory blocks after Term\n", sEffect.c_str(), allocator.LiveBlocks());
+    if (stats.bTailCapped)
+        std::fprintf(stderr, "qwfx: tail cut after %g s (--max-tail); the effect had more to give\n", fMaxTail);
+
+    QwPrintAssertReport(session.asserts, stderr);
+    if (!QwWriteFloatWav(sOut, output, sError))
+        return QwfxError(QWFX_FAILED, sError);
+    if (options.bStrict && session.asserts.Total() > 0)
+        return QwfxError(QWFX_ASSERTED, "--strict: assertions fired");
+    return QWFX_OK;
+}

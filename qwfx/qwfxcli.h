@@ -1,0 +1,41 @@
+// What every qwfx subcommand shares: its arguments, the loaded module with the assertion
+// recorder in its slot, and one-line error reporting.
+#pragma once
+#include <string>
+#include <vector>
+#include "qwfx/lib/qwassertlog.h"
+#include "qwfx/lib/qwmodule.h"
+
+// Exit statuses: 0 done, 1 a run failed (file, module, Init), 2 the command line is wrong,
+// 3 --strict and an assertion fired.
+enum : int { QWFX_OK = 0, QWFX_FAILED = 1, QWFX_USAGE = 2, QWFX_ASSERTED = 3 };
+
+struct QwfxArgs
+{
+    std::string sModulePath;          // --module, or libkvfx.so beside the executable
+    std::vector<std::string> args;    // what follows the subcommand, --module taken out
+};
+
+class QwfxSession
+{
+public:
+    // Loads the module and installs the recorder in its assertion slot; false after
+    // printing why.
+    bool Open(const std::string& in_sModulePath);
+    QwModule module;
+    QwAssertLog asserts;
+};
+
+// Prints "qwfx: MESSAGE" on stderr and returns the status.
+int QwfxError(int in_iStatus, const std::string& in_sMessage);
+
+// Option values: "--name value" or "--name=value". Returns true when args[io_i] is that
+// option; a missing value is reported in out_sError.
+bool QwfxTakeOption(const std::vector<std::string>& in_args, size_t& io_i, const char* in_pszName,
+                    std::string& out_sValue, std::string& out_sError);
+
+int QwfxList(const QwfxArgs& in_args);
+int QwfxParams(const QwfxArgs& in_args);
+int QwfxRender(const QwfxArgs& in_args);
+int QwfxDemo(const QwfxArgs& in_args);
+int QwfxBench(const QwfxArgs& in_args);

@@ -1,0 +1,393 @@
+#include <gtest/gtest.h>
+#include <cfloat>
+#include <cmath>
+#include <random>
+#include <vector>
+#include "kvbase/ipp/ipp_filtering_ref.h"
+#include "support/testhost.h"
+
+namespace
+{
+std::vector<float> Noise(size_t n, uint32_t uSeed)
+{
+    std::mt19937 rng(uSeed);
+    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
+    std::vector<float> v(n);
+    for (float& x : v)
+        x = dist(rng);
+    return v;
+}
+
+// y[n] = (sum b[k] x[n-k] - sum_{k>=1} a[k] y[n-k]) / a[0], in long double.
+std::vector<long double> DifferenceEquation(const std::vector<long double>& x, const double* b, const double* a,
+                                            uint32_t uOrder)
+{
+    std::vector<long double> y(x.size());
+    for (size_t n = 0; n < x.size(); ++n) {
+        long double acc = 0.0L;
+        for (uint32_t k = 0; k <= uOrder && k <= n; ++k)
+            acc += static_cast<long double>(b[k]) * x[n - k];
+        for (uint32_t k = 1; k <= uOrder && k <= n; ++k)
+            acc -= static_cast<long double>(a[k]) * y[n - k];
+        y[n] = acc / a[0];
+    }
+    return y;
+}
+
+// Three stable biquads, b0 b1 b2 a0 a1 a2 each (low-pass, peak, high-pass shapes, a0 = 1).
+const double kCascade[18] = {0.0200833656, 0.0401667312, 0.0200833656, 1.0, -1.5610180758, 0.6413515381,
+                             1.1, -1.6, 0.7, 1.0, -1.6, 0.8,
+                             0.8, -1.6, 0.8, 1.0, -1.5, 0.6};
+} // namespace
+
+TEST(IppFir, MatchesDirectConvolutionAcrossBlocks)
+{
+    TestHost host;
+    for (uint32_t uTaps : {1u, 7u, 8u, 9u, 33u}) {
+        const std::vector<float> taps = Noise(uTaps, uTaps);
+        const std::vector<float> x = Noise(300, 2 * uTaps);
+        QwIppFirState* pState = nullptr;
+        ASSERT_TRUE(ippsFIRInit_32f(&pState, taps.data(), uTaps, nullptr));
+        std::vector<float> y(300);
+        // Uneven blocks, the middle one in place.
+        ippsFIR_32f(100, x.data(), y.data(), pState);
+        std::copy(x.begin() + 100, x.begin() + 201, y.begin() + 100);
+        ippsFIR_32f_I(101, y.data() + 100, pState);
+        ippsFIR_32f(99, x.data() + 201, y.data() + 201, pState);
+        for (size_t n = 0; n < x.size(); ++n) {
+            double dRef = 0.0;
+            for (uint32_t k = 0; k < uTaps && k <= n; ++k)
+                dRef += static_cast<double>(taps[k]) * x[n - k];
+            EXPECT_NEAR(y[n], dRef, 2e-6 * uTaps) << uTaps << " taps, sample " << n; // float sums
+        }
+        ippsFIRFree_32f(pState);
+    }
+    EXPECT_TRUE(host.allocator.Balanced());
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(IppFir, OneTapKeepsIndexAtZero)
+{
+    TestHost host;
+    const float fTap = 0.5f;
+    QwIppFirState* pState = nullptr;
+    ASSERT_TRUE(ippsFIRInit_32f(&pState, &fTap, 1, nullptr));
+    const float afIn[4] = {1.0f, -2.0f, 3.0f, 0.25f};
+    float afOut[4];
+    ippsFIR_32f(4, afIn, afOut, pState);
+    EXPECT_EQ(pState->m_uDelayIndex, 0u);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(afOut[i], 0.5f * afIn[i]);
+    ippsFIRFree_32f(pState);
+}
+
+TEST(IppFir, DelayLineAndTapsCanBeReplaced)
+{
+    TestHost host;
+    const float afTaps[3] = {1.0f, 0.0f, 0.0f};
+    const float afLine[3] = {4.0f, 5.0f, 6.0f};
+    QwIppFirState* pState = nullptr;
+    ASSERT_TRUE(ippsFIRInit_32f(&pState, afTaps, 3, afLine));
+    float afGot[3];
+    ippsFIRGetDlyLine_32f(pState, afGot);
+    EXPECT_EQ(afGot[2], 6.0f);
+    // Index 0 first; taps (0, 1, 0) then read slot 1 of the stored line for the first output.
+    const float afDelayTap[3] = {0.0f, 1.0f, 0.0f};
+    ASSERT_TRUE(ippsFIRSetTaps_32f(afDelayTap, pState));
+    float fOut = 0.0f;
+    const float fIn = 9.0f;
+    ippsFIR_32f(1, &fIn, &fOut, pState);
+    EXPECT_EQ(fOut, 5.0f);
+    ippsFIRSetDlyLine_32f(pState, nullptr);
+    ippsFIRGetDlyLine_32f(pState, afGot);
+    EXPECT_EQ(afGot[0], 0.0f);
+    EXPECT_EQ(afGot[1], 0.0f);
+    EXPECT_EQ(afGot[2], 0.0f);
+    ippsFIRFree_32f(pState);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(IppFir, BadArgumentsReportFalse)
+{
+    TestHost host;
+    const float fTap = 1.0f;
+    QwIppFirState* pState = reinterpret_cast<QwIppFirState*>(&host); // must stay unset
+    QwIppFirState* const pUnset = pState;
+    EXPECT_FALSE(ippsFIRInit_32f(&pState, nullptr, 4, nullptr));
+    EXPECT_EQ(pState, pUnset);
+    EXPECT_EQ(host.asserts.Count("false"), 1u);
+    EXPECT_FALSE(ippsFIRInit_32f(&pState, &fTap, 0, nullptr));
+    EXPECT_EQ(pState, pUnset);
+    EXPECT_EQ(host.asserts.Count("uNumTaps > 0"), 1u);
+    EXPECT_EQ(host.asserts.Count("false"), 2u);
+    EXPECT_FALSE(ippsFIRInit_32f(nullptr, &fTap, 1, nullptr));
+    EXPECT_EQ(host.asserts.Count("false"), 3u);
+
+    float fOut = 7.0f;
+    ippsFIR_32f(1, &fTap, &fOut, nullptr);
+    EXPECT_FALSE(ippsFIRSetTaps_32f(&fTap, nullptr));
+    ippsFIRSetDlyLine_32f(nullptr, nullptr);
+    ippsFIRGetDlyLine_32f(nullptr, &fOut);
+    EXPECT_EQ(fOut, 7.0f);
+    EXPECT_EQ(host.asserts.Count("false"), 7u);
+    EXPECT_EQ(host.allocator.AllocCalls(), 0u);
+}
+
+TEST(IppIir, MatchesLongDoubleDifferenceEquation)
+{
+    TestHost host;
+    const std::vector<float> xf = Noise(2000, 5);
+    const std::vector<long double> x(xf.begin(), xf.end());
+    // Third-order direct form with a0 = 2: the set-up scales everything by 1/2.
+    const double adDirect[8] = {0.1, 0.2, 0.2, 0.1, 2.0, -1.6, 0.8, -0.12};
+    const std::vector<long double> yDirect = DifferenceEquation(x, adDirect, adDirect + 4, 3);
+    std::vector<long double> yCascade = x;
+    for (int s = 0; s < 3; ++s)
+        yCascade = DifferenceEquation(yCascade, kCascade + 6 * s, kCascade + 6 * s + 3, 2);
+
+    QwIppIirState64f* pDirect = nullptr;
+    QwIppIirState64f* pCascade = nullptr;
+    ASSERT_TRUE(ippsIIRInit64f_32f(&pDirect, adDirect, 3, nullptr));
+    ASSERT_TRUE(ippsIIRInit_BiQuad_32f(&pCascade, kCascade, 3, nullptr));
+    std::vector<double> xd(xf.begin(), xf.end()), yd(xd.size()), yc(xd.size());
+    ippsIIR64f_32f(1000, xd.data(), yd.data(), pDirect);
+    for (size_t n = 1000; n < xd.size(); ++n)
+        yd[n] = ippsIIROne64f_32f(xd[n], pDirect);
+    ippsIIR64f_32f(static_cast<uint32_t>(xd.size()), xd.data(), yc.data(), pCascade);
+
+    float afDirect[8], afCascade[18];
+    for (int i = 0; i < 8; ++i)
+        afDirect[i] = static_cast<float>(adDirect[i]);
+    for (int i = 0; i < 18; ++i)
+        afCascade[i] = static_cast<float>(kCascade[i]);
+    QwIppIirState32f* pDirectF = nullptr;
+    QwIppIirState32f* pCascadeF = nullptr;
+    ASSERT_TRUE(ippsIIRInit_32f(&pDirectF, afDirect, 3, nullptr));
+    ASSERT_TRUE(ippsIIRInit_BiQuad_32f(&pCascadeF, afCascade, 3, nullptr));
+    std::vector<float> yfd(xf.size()), yfc(xf.size());
+    ippsIIR_32f(static_cast<uint32_t>(xf.size()), xf.data(), yfd.data(), pDirectF);
+    // The cascade one sample at a time must agree with the block call on a fresh state.
+    for (size_t n = 0; n < xf.size(); ++n)
+        yfc[n] = ippsIIROne_32f(xf[n], pCascadeF);
+
+    for (size_t n = 0; n < x.size(); ++n) {
+        // The 1e-10 offset on the last delay settles at a DC error of 1e-10 / (1 + a1 + a2) per
+        // section, below 1e-8 here; double rounding adds far less.
+        EXPECT_NEAR(yd[n], static_cast<double>(yDirect[n]), 1e-8);
+        EXPECT_NEAR(yc[n], static_cast<double>(yCascade[n]), 1e-8);
+        // Single precision coefficients move the poles: 1e-4 is a few hundred float ulps of gain.
+        EXPECT_NEAR(yfd[n], static_cast<double>(yDirect[n]), 1e-4);
+        EXPECT_NEAR(yfc[n], static_cast<double>(yCascade[n]), 1e-4);
+    }
+    ippsIIRFree(pDirect);
+    ippsIIRFree(pCascade);
+    ippsIIRFree(pDirectF);
+    ippsIIRFree(pCascadeF);
+    EXPECT_TRUE(host.allocator.Balanced());
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(IppIir, CascadeIsScaledByTheFirstSectionsA0)
+{
+    TestHost host;
+    double adTaps[12];
+    for (int i = 0; i < 12; ++i)
+        adTaps[i] = kCascade[i] * 2.0; // a0 = 2 in both sections
+    adTaps[9] = 4.0;                  // the second section's own a0 is not the divisor
+    QwIppIirState64f* pState = nullptr;
+    ASSERT_TRUE(ippsIIRInit_BiQuad_32f(&pState, adTaps, 2, nullptr));
+    for (int i = 0; i < 12; ++i)
+        EXPECT_DOUBLE_EQ(pState->m_adCoeffs[i], adTaps[i] * 0.5);
+    // SetTaps copies as given.
+    ASSERT_TRUE(ippsIIRSetTaps(adTaps, pState));
+    EXPECT_EQ(pState->m_adCoeffs[9], 4.0);
+    ippsIIRFree(pState);
+}
+
+TEST(IppIir, LastDelayCarriesTheAntiDenormalStep)
+{
+    TestHost host;
+    // First order, b = (0, 0), a = (1, a1), state z. Working for x = 0: y = z, then
+    // z' = (0 - a1 y) + 1e-10.
+    //  a1 = 0.5,  z = 1e-10: z' = -0.5e-10 + 1e-10 = 0.5e-10, inside (-1e-10, 1e-10) -> 0.
+    //  a1 = -0.5, z = 1e-10: z' = 0.5e-10 + 1e-10 = 1.5e-10, kept.
+    //  a1 = 0.5,  z = 0:     z' = 0 + 1e-10 = 1e-10, on the bound, kept.
+    struct Case
+    {
+        double a1, z, expected;
+        float expectedF;
+    } cases[] = {{0.5, 1e-10, 0.0, 0.0f},
+                 {-0.5, 1e-10, 0.5e-10 + 1e-10, 0.5f * 1e-10f + 1e-10f},
+                 {0.5, 0.0, 1e-10, 1e-10f}};
+    for (const Case& c : cases) {
+        const double adTaps[4] = {0.0, 0.0, 1.0, c.a1};
+        QwIppIirState64f* pState = nullptr;
+        ASSERT_TRUE(ippsIIRInit64f_32f(&pState, adTaps, 1, &c.z));
+        EXPECT_EQ(ippsIIROne64f_32f(0.0, pState), c.z);
+        double dZ = -1.0;
+        ippsIIRGetDlyLine(pState, &dZ);
+        EXPECT_EQ(dZ, c.expected) << c.a1 << " " << c.z;
+        ippsIIRFree(pState);
+
+        const float afTaps[4] = {0.0f, 0.0f, 1.0f, static_cast<float>(c.a1)};
+        const float fZ = static_cast<float>(c.z);
+        QwIppIirState32f* pStateF = nullptr;
+        ASSERT_TRUE(ippsIIRInit_32f(&pStateF, afTaps, 1, &fZ));
+        EXPECT_EQ(ippsIIROne_32f(0.0f, pStateF), fZ);
+        float fGot = -1.0f;
+        ippsIIRGetDlyLine(pStateF, &fGot);
+        EXPECT_EQ(fGot, c.expectedF) << c.a1 << " " << c.z;
+        ippsIIRFree(pStateF);
+    }
+}
+
+// Silence after a loud state: no value ever becomes denormal, and the output settles where the
+// offset balances the feedback, y = 1e-10 / (1 + a1 + a2) for the biquad.
+TEST(IppIir, SilenceSettlesWithoutDenormals)
+{
+    TestHost host;
+    const double* c = kCascade; // the low-pass section: 1 + a1 + a2 = 0.0803334623
+    const double dFixed = 1e-10 / (1.0 + c[4] + c[5]);
+    const double adStart[2] = {0.3, -0.2};
+    QwIppIirState64f* pState = nullptr;
+    ASSERT_TRUE(ippsIIRInit_BiQuad_32f(&pState, c, 1, adStart));
+    std::vector<double> zeros(20000, 0.0), y(20000);
+    ippsIIR64f_32f(20000, zeros.data(), y.data(), pState);
+    for (double v : y)
+        EXPECT_TRUE(v == 0.0 || std::fabs(v) >= DBL_MIN);
+    EXPECT_NEAR(y.back(), dFixed, 1e-6 * dFixed);
+
+    float afTaps[6];
+    for (int i = 0; i < 6; ++i)
+        afTaps[i] = static_cast<float>(c[i]);
+    const float afStart[2] = {0.3f, -0.2f};
+    QwIppIirState32f* pStateF = nullptr;
+    ASSERT_TRUE(ippsIIRInit_BiQuad_32f(&pStateF, afTaps, 1, afStart));
+    std::vector<float> zf(20000, 0.0f), yf(20000);
+    ippsIIR_32f(20000, zf.data(), yf.data(), pStateF);
+    for (float v : yf)
+        EXPECT_TRUE(v == 0.0f || std::fabs(v) >= FLT_MIN);
+    // float coefficients shift 1 + a1 + a2 by a few float ulps of 1: about 1e-5 relative
+    EXPECT_NEAR(yf.back(), dFixed, 1e-4 * dFixed);
+    ippsIIRFree(pState);
+    ippsIIRFree(pStateF);
+}
+
+TEST(IppIir, BadArgumentsAndEmptyCounts)
+{
+    TestHost host;
+    QwIppIirState64f* pState = nullptr;
+    EXPECT_FALSE(ippsIIRInit64f_32f(&pState, kCascade, 0, nullptr));
+    EXPECT_EQ(pState, nullptr);
+    EXPECT_EQ(host.asserts.Count("uOrder_ > 0 && uNumCascades_ > 0"), 1u);
+    EXPECT_FALSE(ippsIIRInit_BiQuad_32f(&pState, kCascade, 0, nullptr));
+    EXPECT_EQ(host.asserts.Count("uOrder_ > 0 && uNumCascades_ > 0"), 2u);
+    EXPECT_FALSE(ippsIIRInit_BiQuad_32f(&pState, static_cast<const double*>(nullptr), 1, nullptr));
+    EXPECT_EQ(host.asserts.Count("false"), 1u);
+
+    double dOut = 5.0;
+    const double dIn = 1.0;
+    EXPECT_EQ(ippsIIROne64f_32f(2.0, nullptr), 2.0);
+    ippsIIR64f_32f(1, &dIn, &dOut, nullptr);
+    EXPECT_FALSE(ippsIIRSetTaps(kCascade, static_cast<QwIppIirState64f*>(nullptr)));
+    ippsIIRSetDlyLine(static_cast<QwIppIirState64f*>(nullptr), &dIn);
+    ippsIIRGetDlyLine(static_cast<const QwIppIirState64f*>(nullptr), &dOut);
+    EXPECT_EQ(dOut, 5.0);
+    EXPECT_EQ(host.asserts.Count("false"), 6u);
+
+    ASSERT_TRUE(ippsIIRInit_BiQuad_32f(&pState, kCascade, 1, nullptr));
+    ippsIIR64f_32f(0, &dIn, &dOut, pState);
+    EXPECT_EQ(dOut, 5.0);
+    const double adLine[2] = {0.5, 0.25};
+    ippsIIRSetDlyLine(pState, adLine);
+    ippsIIRSetDlyLine(pState, static_cast<const double*>(nullptr));
+    double adGot[2] = {1.0, 1.0};
+    ippsIIRGetDlyLine(pState, adGot);
+    EXPECT_EQ(adGot[0], 0.0);
+    EXPECT_EQ(adGot[1], 0.0);
+    ippsIIRFree(pState);
+    EXPECT_TRUE(host.allocator.Balanced());
+}
+
+TEST(IppStates, FailedAllocatorGivesNullStates)
+{
+    TestHost host;
+    const float fTap = 1.0f;
+    QwIppFirState* pFir = nullptr;
+    host.allocator.FailAt(2); // the state object succeeds, its tap vector fails
+    EXPECT_FALSE(ippsFIRInit_32f(&pFir, &fTap, 1, nullptr));
+    EXPECT_EQ(pFir, nullptr);
+    EXPECT_TRUE(IsOutOfMemory());
+    EXPECT_TRUE(host.allocator.Balanced());
+    // While the flag stands, no set-up call even asks for memory.
+    const uint64_t uCalls = host.allocator.AllocCalls();
+    QwIppIirState32f* pIir = nullptr;
+    const float afTaps[6] = {1, 0, 0, 1, 0, 0};
+    EXPECT_FALSE(ippsIIRInit_BiQuad_32f(&pIir, afTaps, 1, nullptr));
+    EXPECT_EQ(pIir, nullptr);
+    EXPECT_EQ(host.allocator.AllocCalls(), uCalls);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(IppStates, OwnBindingIsUsedOnceSet)
+{
+    TestHost host;
+    QwHostAllocator own;
+    QwPluginMemAlloc* pOwn = &own;
+    uint8_t bFailed = 0;
+    SetIppAllocator(&pOwn, &bFailed);
+    const float afTaps[2] = {0.5f, 0.5f};
+    QwIppFirState* pFir = nullptr;
+    EXPECT_TRUE(ippsFIRInit_32f(&pFir, afTaps, 2, nullptr));
+    EXPECT_EQ(own.AllocCalls(), 3u); // state, taps, delay
+    EXPECT_EQ(host.allocator.AllocCalls(), 0u);
+    ippsFIRFree_32f(pFir);
+    EXPECT_TRUE(own.Balanced());
+    bFailed = 1;
+    pFir = nullptr;
+    EXPECT_FALSE(ippsFIRInit_32f(&pFir, afTaps, 2, nullptr));
+    EXPECT_EQ(pFir, nullptr);
+    SetIppAllocator(nullptr, nullptr);
+    EXPECT_TRUE(ippsFIRInit_32f(&pFir, afTaps, 2, nullptr));
+    EXPECT_EQ(host.allocator.AllocCalls(), 3u);
+    ippsFIRFree_32f(pFir);
+}
+
+// Reference: insert up - 1 zeros after each input, convolve with the taps, keep every
+// down-th sample starting at the given phase.
+TEST(IppFirMr, MatchesUpsampleFilterDownsample)
+{
+    TestHost host;
+    struct Case
+    {
+        int32_t up, down, phase;
+        uint32_t taps;
+    } cases[] = {{3, 2, 1, 10}, {2, 3, 2, 7}, {1, 1, 0, 5}, {4, 1, 0, 16}};
+    for (const Case& c : cases) {
+        const std::vector<float> h = Noise(c.taps, c.taps);
+        const uint32_t uIters1 = 7, uIters2 = 5;
+        const uint32_t uIn = (uIters1 + uIters2) * c.down;
+        const std::vector<float> x = Noise(uIn, 99);
+        std::vector<double> up(uIn * c.up, 0.0);
+        for (uint32_t i = 0; i < uIn; ++i)
+            up[i * c.up] = x[i];
+        QwIppFirMrState* pState = nullptr;
+        ASSERT_TRUE(ippsFIRMRInit_32f(&pState, c.up, c.down, h.data(), c.taps, c.phase));
+        std::vector<float> y((uIters1 + uIters2) * c.up);
+        ippsFIRMR_32f(uIters1, x.data(), y.data(), pState);
+        // Second block in place: its input is copied where its output goes when that fits.
+        std::vector<float> io(std::max(uIters2 * c.up, uIters2 * c.down));
+        std::copy(x.begin() + uIters1 * c.down, x.end(), io.begin());
+        ippsFIRMR_32f(uIters2, io.data(), io.data(), pState);
+        std::copy(io.begin(), io.begin() + uIters2 * c.up, y.begin() + uIters1 * c.up);
+        for (size_t m = 0; m < y.size(); ++m) {
+            const size_t t = static_cast<size_t>(c.phase) + m * c.down;
+            double dRef = 0.0;
+            for (uint32_t j = 0; j < c.taps && j <= t; ++j)
+                dRef += static_cast<double>(h[j]) * up[t - j];
+            EXPECT_NEAR(y[m], dRef, 1e-5) << c.up << "/" << c.down << " output " << m;
+        }
+        ippsFIRMRFree_32f(pState);
+    }
+    EXPECT_TRUE(host.allocator.Balanced());
+}

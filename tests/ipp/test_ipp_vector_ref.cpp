@@ -1,0 +1,284 @@
+#include <gtest/gtest.h>
+#include <cmath>
+#include <complex>
+#include <random>
+#include <vector>
+#include "kvbase/ipp/ipp_vector_ref.h"
+#include "support/testhost.h"
+
+namespace
+{
+std::vector<float> Noise(size_t n, uint32_t uSeed)
+{
+    std::mt19937 rng(uSeed);
+    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
+    std::vector<float> v(n);
+    for (float& x : v)
+        x = dist(rng);
+    return v;
+}
+} // namespace
+
+TEST(IppVector, CountZeroTouchesNothingEvenWithNullArrays)
+{
+    TestHost host;
+    const float fSentinel = 123.0f;
+    float afDst[4] = {fSentinel, fSentinel, fSentinel, fSentinel};
+    double adDst[2] = {7.0, 7.0};
+    const float afSrc[4] = {1.0f, -2.0f, 3.0f, -4.0f};
+    ippsCopy_32f(0, afSrc, afDst);
+    ippsZero_32f(0, afDst);
+    ippsSet_32f(0, 1.0f, afDst);
+    ippsAdd_32f_I(0, afSrc, afDst);
+    ippsAddProductC_32f(0, afSrc, 2.0f, afDst);
+    ippsMul_32f(0, afSrc, afSrc, afDst);
+    ippsMul_32f_I(0, afSrc, afDst);
+    ippsMulC_32f(0, afSrc, 2.0f, afDst);
+    ippsMulC_32f_I(0, 2.0f, afDst);
+    ippsMulC_64f_I(0, 2.0, adDst);
+    ippsMul_32fc(0, afSrc, afSrc, afDst);
+    ippsMul_32fc_I(0, afSrc, afDst);
+    ippsAddProduct_32fc(0, afSrc, afSrc, afDst);
+    ippsAbs_32f(0, afSrc, afDst);
+    ippsAbs_32f_I(0, afDst);
+    ippsAbs_64f_I(0, adDst);
+    ippsMagnitude_32f(0, afSrc, afSrc, afDst);
+    ippsMagnitude_32fc(0, afSrc, afDst);
+    ippsPowerSpectr_32fc(0, afSrc, afDst);
+    ippsThreshold_LTAbs_32f(0, afSrc, afDst);
+    ippsFlip_32f(0, afSrc, afDst);
+    ippsFlip_32f_I(0, afDst);
+    ippsFlip_64f_I(0, adDst);
+    ippsClip_32f_I(0, float_range(-0.5f, 0.5f), afDst);
+    ippsConv_32f(0, afSrc, 4, afSrc, afDst);
+    ippsConv_32f(4, afSrc, 0, afSrc, afDst);
+    ippsRealToCplx_32f(0, afSrc, afSrc, afDst);
+    ippsCplxToReal_32f(0, afSrc, afDst, afDst + 2);
+    InterleaveChannels(0, 3, nullptr, afDst);
+    DeinterleaveChannels(0, 3, afSrc, nullptr);
+    double dSlope = 5.0, dIntercept = 6.0;
+    LinearRegression(0, nullptr, 0.0, 1.0, dSlope, dIntercept);
+    for (float f : afDst)
+        EXPECT_EQ(f, fSentinel);
+    EXPECT_EQ(adDst[0], 7.0);
+    EXPECT_EQ(adDst[1], 7.0);
+    EXPECT_EQ(dSlope, 5.0);
+    EXPECT_EQ(dIntercept, 6.0);
+
+    // Null arrays with a count of 0 are never read.
+    ippsCopy_32f(0, nullptr, nullptr);
+    ippsAdd_32f_I(0, nullptr, nullptr);
+    ippsMul_32f(0, nullptr, nullptr, nullptr);
+    EXPECT_EQ(ippsDotProd_32f(0, nullptr, nullptr), 0.0f);
+    EXPECT_EQ(ippsDotProd_64f(0, nullptr, nullptr), 0.0);
+    EXPECT_EQ(ippsNorm_L2_32f(0, nullptr), 0.0f);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+// Lengths cover the vector body, the 4-wide and 1-wide tails and a lone element.
+TEST(IppVector, ElementWiseMatchesScalarFormulaInAndOutOfPlace)
+{
+    TestHost host;
+    for (uint32_t n : {1u, 3u, 16u, 21u, 67u}) {
+        const std::vector<float> a = Noise(n, n);
+        const std::vector<float> b = Noise(n, n + 100);
+        std::vector<float> out(n), inplace;
+
+        ippsMul_32f(n, a.data(), b.data(), out.data());
+        inplace = a;
+        ippsMul_32f(n, inplace.data(), b.data(), inplace.data());
+        for (uint32_t i = 0; i < n; ++i) {
+            EXPECT_EQ(out[i], a[i] * b[i]);
+            EXPECT_EQ(inplace[i], a[i] * b[i]);
+        }
+        inplace = a;
+        ippsMul_32f_I(n, inplace.data(), inplace.data());
+        for (uint32_t i = 0; i < n; ++i)
+            EXPECT_EQ(inplace[i], a[i] * a[i]);
+
+        inplace = b;
+        ippsAddProductC_32f(n, a.data(), 0.75f, inplace.data());
+        for (uint32_t i = 0; i < n; ++i)
+            EXPECT_EQ(inplace[i], b[i] + a[i] * 0.75f);
+        inplace = a;
+        ippsAdd_32f_I(n, inplace.data(), inplace.data());
+        for (uint32_t i = 0; i < n; ++i)
+            EXPECT_EQ(inplace[i], 2.0f * a[i]);
+
+        ippsMulC_32f(n, a.data(), -3.0f, out.data());
+        inplace = a;
+        ippsMulC_32f(n, inplace.data(), -3.0f, inplace.data());
+        for (uint32_t i = 0; i < n; ++i) {
+            EXPECT_EQ(out[i], a[i] * -3.0f);
+            EXPECT_EQ(inplace[i], out[i]);
+        }
+
+        ippsAbs_32f(n, a.data(), out.data());
+        inplace = a;
+        ippsAbs_32f_I(n, inplace.data());
+        for (uint32_t i = 0; i < n; ++i) {
+            EXPECT_EQ(out[i], std::fabs(a[i]));
+            EXPECT_EQ(inplace[i], out[i]);
+        }
+
+        inplace = a;
+        ippsClip_32f_I(n, float_range(-0.25f, 0.5f), inplace.data());
+        for (uint32_t i = 0; i < n; ++i)
+            EXPECT_EQ(inplace[i], a[i] < -0.25f ? -0.25f : (a[i] > 0.5f ? 0.5f : a[i]));
+
+        ippsFlip_32f(n, a.data(), out.data());
+        inplace = a;
+        ippsFlip_32f_I(n, inplace.data());
+        for (uint32_t i = 0; i < n; ++i) {
+            EXPECT_EQ(out[i], a[n - 1 - i]);
+            EXPECT_EQ(inplace[i], a[n - 1 - i]);
+        }
+    }
+    // The sign bit is cleared even on negative zero.
+    float fNegZero = -0.0f;
+    ippsAbs_32f_I(1, &fNegZero);
+    EXPECT_FALSE(std::signbit(fNegZero));
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(IppVector, ThresholdKeepsTheBoundsAndClearsInside)
+{
+    const float afIn[6] = {1e-10f, -1e-10f, 5e-11f, -std::nextafter(1e-10f, 0.0f), 1e-45f, 0.5f};
+    float afOut[6];
+    ippsThreshold_LTAbs_32f(6, afIn, afOut);
+    EXPECT_EQ(afOut[0], 1e-10f);
+    EXPECT_EQ(afOut[1], -1e-10f);
+    EXPECT_EQ(afOut[2], 0.0f);
+    EXPECT_EQ(afOut[3], 0.0f);
+    EXPECT_EQ(afOut[4], 0.0f);
+    EXPECT_EQ(afOut[5], 0.5f);
+}
+
+TEST(IppVector, DotProductSumsEightLanes)
+{
+    // Working: with a[0] = 2^24, a[8] = -2^24 and ones elsewhere (b all 1), lane 0 holds
+    // 2^24 - 2^24 = 0 and lanes 1..7 hold 1 + 1 = 2 each, so the eight-lane sum is exactly 14.
+    // A single running float sum would lose the first seven ones against 2^24 and give 7.
+    std::vector<float> a(16, 1.0f), b(16, 1.0f);
+    a[0] = 16777216.0f;
+    a[8] = -16777216.0f;
+    EXPECT_EQ(ippsDotProd_32f(16, a.data(), b.data()), 14.0f);
+    // Below eight elements it is a plain running sum: 2^24 + 1 rounds back to 2^24.
+    const float afShort[3] = {16777216.0f, 1.0f, -16777216.0f};
+    const float afOnes[3] = {1.0f, 1.0f, 1.0f};
+    EXPECT_EQ(ippsDotProd_32f(3, afShort, afOnes), 0.0f);
+
+    for (uint32_t n : {7u, 8u, 9u, 1000u}) {
+        const std::vector<float> x = Noise(n, 7 * n), y = Noise(n, 7 * n + 1);
+        long double ldRef = 0.0L, ldAbs = 0.0L;
+        std::vector<double> dx(x.begin(), x.end()), dy(y.begin(), y.end());
+        for (uint32_t i = 0; i < n; ++i) {
+            ldRef += static_cast<long double>(x[i]) * y[i];
+            ldAbs += std::fabs(static_cast<long double>(x[i]) * y[i]);
+        }
+        // float rounding: at most about n ulps of the absolute sum, far less in practice
+        EXPECT_NEAR(ippsDotProd_32f(n, x.data(), y.data()), static_cast<double>(ldRef),
+                    static_cast<double>(ldAbs) * 1e-6);
+        EXPECT_NEAR(ippsDotProd_64f(n, dx.data(), dy.data()), static_cast<double>(ldRef),
+                    static_cast<double>(ldAbs) * 1e-14);
+    }
+}
+
+TEST(IppVector, ComplexCallsMatchStdComplex)
+{
+    const uint32_t n = 19;
+    const std::vector<float> a = Noise(2 * n, 1), b = Noise(2 * n, 2), c = Noise(2 * n, 3);
+    std::vector<float> prod(2 * n), acc = c, inplace = b;
+    ippsMul_32fc(n, a.data(), b.data(), prod.data());
+    ippsMul_32fc_I(n, a.data(), inplace.data());
+    ippsAddProduct_32fc(n, a.data(), b.data(), acc.data());
+    std::vector<float> mag(n), pow(n), magSplit(n), re(n), im(n), back(2 * n);
+    ippsMagnitude_32fc(n, a.data(), mag.data());
+    ippsPowerSpectr_32fc(n, a.data(), pow.data());
+    ippsCplxToReal_32f(n, a.data(), re.data(), im.data());
+    ippsMagnitude_32f(n, re.data(), im.data(), magSplit.data());
+    ippsRealToCplx_32f(n, re.data(), im.data(), back.data());
+    for (uint32_t i = 0; i < n; ++i) {
+        const std::complex<double> za(a[2 * i], a[2 * i + 1]), zb(b[2 * i], b[2 * i + 1]);
+        const std::complex<double> zp = za * zb;
+        // float products of values below 1: a few ulps
+        EXPECT_NEAR(prod[2 * i], zp.real(), 1e-6);
+        EXPECT_NEAR(prod[2 * i + 1], zp.imag(), 1e-6);
+        EXPECT_EQ(inplace[2 * i], prod[2 * i]);
+        EXPECT_EQ(inplace[2 * i + 1], prod[2 * i + 1]);
+        EXPECT_NEAR(acc[2 * i], c[2 * i] + zp.real(), 1e-6);
+        EXPECT_NEAR(acc[2 * i + 1], c[2 * i + 1] + zp.imag(), 1e-6);
+        EXPECT_NEAR(mag[i], std::abs(za), 1e-6);
+        EXPECT_NEAR(pow[i], std::norm(za), 1e-6);
+        EXPECT_EQ(magSplit[i], mag[i]);
+        EXPECT_EQ(back[2 * i], a[2 * i]);
+        EXPECT_EQ(back[2 * i + 1], a[2 * i + 1]);
+    }
+    const float af34[2] = {3.0f, 4.0f};
+    EXPECT_EQ(ippsNorm_L2_32f(2, af34), 5.0f);
+    const int16_t asRe[2] = {1, -2}, asIm[2] = {3, -4};
+    int16_t asPairs[4], asRe2[2], asIm2[2];
+    ippsRealToCplx_16s(2, asRe, asIm, asPairs);
+    EXPECT_EQ(asPairs[1], 3);
+    EXPECT_EQ(asPairs[2], -2);
+    ippsCplxToReal_16s(2, asPairs, asRe2, asIm2);
+    EXPECT_EQ(asRe2[1], -2);
+    EXPECT_EQ(asIm2[1], -4);
+}
+
+TEST(IppVector, ConvolutionMatchesDirectSumInDouble)
+{
+    const std::vector<float> a = Noise(37, 11), b = Noise(5, 12);
+    std::vector<float> out(41, 99.0f);
+    ippsConv_32f(37, a.data(), 5, b.data(), out.data());
+    for (uint32_t k = 0; k < 41; ++k) {
+        double dRef = 0.0;
+        for (uint32_t j = 0; j < 5; ++j)
+            if (k >= j && k - j < 37)
+                dRef += static_cast<double>(a[k - j]) * b[j];
+        EXPECT_NEAR(out[k], dRef, 1e-6); // five float products below 1
+    }
+}
+
+TEST(IppVector, InterleaveRoundTripsForOneTwoAndThreeChannels)
+{
+    for (uint32_t c : {1u, 2u, 3u}) {
+        const uint32_t uFrames = 5;
+        std::vector<std::vector<float>> planes(c, std::vector<float>(uFrames));
+        std::vector<const float*> src(c);
+        for (uint32_t ch = 0; ch < c; ++ch) {
+            for (uint32_t i = 0; i < uFrames; ++i)
+                planes[ch][i] = static_cast<float>(10 * ch + i);
+            src[ch] = planes[ch].data();
+        }
+        std::vector<float> inter(c * uFrames);
+        InterleaveChannels(uFrames, c, src.data(), inter.data());
+        for (uint32_t i = 0; i < uFrames; ++i)
+            for (uint32_t ch = 0; ch < c; ++ch)
+                EXPECT_EQ(inter[i * c + ch], static_cast<float>(10 * ch + i));
+        std::vector<std::vector<float>> back(c, std::vector<float>(uFrames, -1.0f));
+        std::vector<float*> dst(c);
+        for (uint32_t ch = 0; ch < c; ++ch)
+            dst[ch] = back[ch].data();
+        DeinterleaveChannels(uFrames, c, inter.data(), dst.data());
+        EXPECT_EQ(back, planes);
+    }
+}
+
+TEST(IppVector, LinearRegressionFitsLines)
+{
+    // Working: x = 0, 1, 2 and y = 0, 1, 5 give means 1 and 2; slope = ((-1)(-2) + 0 + (1)(3)) / 2
+    // = 2.5 and intercept = 2 - 2.5 * 1 = -0.5.
+    const float afY[3] = {0.0f, 1.0f, 5.0f};
+    double dSlope = 0.0, dIntercept = 0.0;
+    LinearRegression(3, afY, 0.0, 1.0, dSlope, dIntercept);
+    EXPECT_DOUBLE_EQ(dSlope, 2.5);
+    EXPECT_DOUBLE_EQ(dIntercept, -0.5);
+    // An exact line y = 2 + 0.25 x sampled at x = 10, 12, 14, ...
+    std::vector<float> y(50);
+    for (uint32_t i = 0; i < 50; ++i)
+        y[i] = 2.0f + 0.25f * static_cast<float>(10 + 2 * i);
+    LinearRegression(50, y.data(), 10.0, 2.0, dSlope, dIntercept);
+    EXPECT_NEAR(dSlope, 0.25, 1e-12);
+    EXPECT_NEAR(dIntercept, 2.0, 1e-9);
+}

@@ -1,0 +1,271 @@
+#include <gtest/gtest.h>
+#include <cmath>
+#include <random>
+#include <vector>
+#include "kvreverbconsole/dsp/fdn/stereofdn.h"
+#include "support/testhost.h"
+
+namespace {
+struct Channels
+{
+    Channels(uint32_t in_uChannels, uint32_t in_uFrames) : data(in_uChannels, std::vector<float>(in_uFrames, 0.0f))
+    {
+        for (auto& d : data)
+            ptrs.push_back(d.data());
+    }
+    float* const* At(uint32_t in_uOffset)
+    {
+        offsetPtrs.clear();
+        for (auto& d : data)
+            offsetPtrs.push_back(d.data() + in_uOffset);
+        return offsetPtrs.data();
+    }
+    std::vector<std::vector<float>> data;
+    std::vector<float*> ptrs;
+    std::vector<float*> offsetPtrs;
+};
+
+// Second-order band-pass in double (constant peak gain), written from its textbook definition.
+std::vector<double> BandPass(const std::vector<float>& in_x, double in_fCentre, double in_fQ, double in_fRate)
+{
+    const double w = 2.0 * M_PI * in_fCentre / in_fRate;
+    const double alpha = std::sin(w) / (2.0 * in_fQ);
+    const double a0 = 1.0 + alpha;
+    const double b0 = alpha / a0, b2 = -alpha / a0, a1 = -2.0 * std::cos(w) / a0, a2 = (1.0 - alpha) / a0;
+    std::vector<double> y(in_x.size());
+    double x1 = 0, x2 = 0, y1 = 0, y2 = 0;
+    for (size_t n = 0; n < in_x.size(); ++n) {
+        const double v = b0 * in_x[n] + b2 * x2 - a1 * y1 - a2 * y2;
+        x2 = x1;
+        x1 = in_x[n];
+        y2 = y1;
+        y1 = v;
+        y[n] = v;
+    }
+    return y;
+}
+
+// Decay rate in dB per second from a least-squares line through the energy envelope.
+double DecayDbPerSecond(const std::vector<double>& in_y, double in_fRate, double in_fFrom, double in_fTo)
+{
+    const size_t uWindow = static_cast<size_t>(0.02 * in_fRate);
+    std::vector<double> t, db;
+    for (size_t start = static_cast<size_t>(in_fFrom * in_fRate); start + uWindow <= in_fTo * in_fRate;
+         start += uWindow) {
+        double e = 0;
+        for (size_t i = start; i < start + uWindow; ++i)
+            e += in_y[i] * in_y[i];
+        t.push_back((start + uWindow / 2) / in_fRate);
+        db.push_back(10.0 * std::log10(e / uWindow + 1e-30));
+    }
+    double st = 0, sd = 0, stt = 0, std_ = 0;
+    for (size_t i = 0; i < t.size(); ++i) {
+        st += t[i];
+        sd += db[i];
+        stt += t[i] * t[i];
+        std_ += t[i] * db[i];
+    }
+    const double n = static_cast<double>(t.size());
+    return (n * std_ - st * sd) / (n * stt - st * st);
+}
+} // namespace
+
+TEST(StereoFDN, DefaultLinesArePrimePowersAt48k)
+{
+    TestHost host;
+    StereoFDN fdn(48000.0f, 1024, 2, 0, 16);
+    // 80 ms + i/16 x 70 ms, each the nearest power of its prime on a log scale, capped to fit 150 ms.
+    const uint32_t auExpected[16] = {4096, 6561, 3125, 2401, 1331, 2197, 4913, 6859,
+                                     529,  841,  961,  1369, 1681, 1849, 2209, 2809};
+    for (uint32_t i = 0; i < 16; ++i)
+        EXPECT_EQ(fdn.GetLineLength(i), auExpected[i]) << "line " << i;
+    EXPECT_EQ(fdn.GetMinDelay(), 529u);
+    EXPECT_FLOAT_EQ(fdn.GetDelayTime(3), 80.0f + 3.0f / 16.0f * 70.0f); // what was asked, not what was got
+    EXPECT_FLOAT_EQ(fdn.GetOutputGain(0), 0.25f);
+    EXPECT_EQ(fdn.GetMatrixType(), 1u);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(StereoFDN, ImpulseFirstComesOutAfterTheShortestLinePlusOne)
+{
+    TestHost host;
+    StereoFDN fdn(48000.0f, 1024, 2, 0, 16);
+    Channels io(2, 2048);
+    io.data[0][0] = 1.0f;
+    fdn.Process(2048, io.ptrs.data());
+    // Line 8 (529 samples) is the shortest; it is fed by and taps into channel 0.
+    for (uint32_t t = 0; t < 530; ++t) {
+        ASSERT_EQ(io.data[0][t], 0.0f) << t;
+        ASSERT_EQ(io.data[1][t], 0.0f) << t;
+    }
+    EXPECT_NE(io.data[0][530], 0.0f);
+    EXPECT_EQ(io.data[1][530], 0.0f); // odd lines are fed by channel 1, which was silent
+}
+
+TEST(StereoFDN, SubBlocksEqualOneSampleAtATime)
+{
+    TestHost host;
+    StereoFDN whole(44100.0f, 1024, 2, 0, 8), single(44100.0f, 1024, 2, 0, 8), random(44100.0f, 1024, 2, 0, 8);
+    const uint32_t n = 6000;
+    Channels a(2, n), b(2, n), c(2, n);
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
+    for (uint32_t t = 0; t < 300; ++t)
+        for (int ch = 0; ch < 2; ++ch)
+            a.data[ch][t] = b.data[ch][t] = c.data[ch][t] = dist(rng);
+    whole.Process(n, a.ptrs.data());
+    for (uint32_t t = 0; t < n; ++t)
+        single.Process(1, b.At(t));
+    std::uniform_int_distribution<uint32_t> len(0, 1500);
+    for (uint32_t t = 0; t < n;) {
+        const uint32_t k = std::min(len(rng), n - t);
+        random.Process(k, c.At(t));
+        t += k;
+    }
+    for (int ch = 0; ch < 2; ++ch)
+        for (uint32_t t = 0; t < n; ++t) {
+            ASSERT_EQ(a.data[ch][t], b.data[ch][t]) << ch << " " << t;
+            ASSERT_EQ(a.data[ch][t], c.data[ch][t]) << ch << " " << t;
+        }
+}
+
+TEST(StereoFDN, OrderEightWithFourChannelsRoutesLineToChannelModuloFour)
+{
+    TestHost host;
+    for (uint32_t uLine = 0; uLine < 8; ++uLine) {
+        StereoFDN fdn(48000.0f, 1024, 4, 0, 8);
+        for (uint32_t i = 0; i < 8; ++i)
+            fdn.SetOutputGain(i, i == uLine ? 1.0f : 0.0f);
+        fdn.SetMatrixType(0); // no mix: the line hears only its own channel
+        Channels io(4, 8000);
+        io.data[uLine % 4][0] = 1.0f;
+        fdn.Process(8000, io.ptrs.data());
+        for (uint32_t ch = 0; ch < 4; ++ch) {
+            double e = 0;
+            for (float v : io.data[ch])
+                e += v * v;
+            if (ch == uLine % 4)
+                EXPECT_GT(e, 0.1) << "line " << uLine;
+            else
+                EXPECT_EQ(e, 0.0) << "line " << uLine << " channel " << ch;
+        }
+    }
+}
+
+TEST(StereoFDN, DecayTimeFiveHoldsForEver)
+{
+    TestHost host;
+    StereoFDN fdn(48000.0f, 1024, 2, 0, 16);
+    fdn.SetLowMultiplier(0.3f);
+    fdn.SetHighMultiplier(2.0f);
+    fdn.SetDecayTime(5.0f);
+    EXPECT_EQ(fdn.BandGain(0.3f), 1.0f);
+    EXPECT_EQ(fdn.BandGain(2.0f), 1.0f);
+    fdn.SetDecayTime(4.9999f);
+    // 15 dB in 4.9999 s at 48 kHz: 10^(-15 / 20 / (4.9999 x 48000)) per sample.
+    EXPECT_NEAR(fdn.BandGain(1.0f), std::pow(10.0, -0.75 / (4.9999 * 48000.0)), 2e-7);
+    EXPECT_LT(fdn.BandGain(1.0f), 1.0f);
+
+    // Unitary mix and unit band gains: the energy put in is neither lost nor gained.
+    fdn.SetDecayTime(5.0f);
+    Channels io(2, 48000);
+    std::mt19937 rng(9);
+    std::normal_distribution<float> noise(0.0f, 1.0f);
+    for (uint32_t t = 0; t < 200; ++t)
+        io.data[0][t] = noise(rng);
+    fdn.Process(48000, io.ptrs.data());
+    double eEarly = 0, eLate = 0;
+    for (int ch = 0; ch < 2; ++ch) {
+        for (uint32_t t = 8000; t < 16000; ++t)
+            eEarly += io.data[ch][t] * io.data[ch][t];
+        for (uint32_t t = 40000; t < 48000; ++t)
+            eLate += io.data[ch][t] * io.data[ch][t];
+    }
+    EXPECT_NEAR(10.0 * std::log10(eLate / eEarly), 0.0, 0.5);
+}
+
+TEST(StereoFDN, BandsDecayAtTheirSetTimes)
+{
+    TestHost host;
+    const double fs = 48000.0;
+    StereoFDN fdn(48000.0f, 1024, 2, 0, 16);
+    fdn.SetLowMultiplier(2.0f);
+    fdn.SetMidMultiplier(1.0f);
+    fdn.SetHighMultiplier(0.5f);
+    fdn.SetDecayTime(0.6f);
+    const uint32_t n = static_cast<uint32_t>(2.0 * fs);
+    Channels io(2, n);
+    io.data[0][0] = 1.0f;
+    io.data[1][0] = 1.0f;
+    fdn.Process(n, io.ptrs.data());
+    std::vector<float> mono(n);
+    for (uint32_t t = 0; t < n; ++t)
+        mono[t] = io.data[0][t] + io.data[1][t];
+    // 15 dB per (decay x multiplier) seconds, measured well inside each band.
+    struct Band
+    {
+        double fCentre, fSeconds, fFrom, fTo;
+    };
+    for (const Band& band : {Band{90.0, 1.2, 0.3, 1.8}, Band{2000.0, 0.6, 0.2, 1.2}, Band{19000.0, 0.3, 0.15, 0.7}}) {
+        const std::vector<double> y = BandPass(mono, band.fCentre, 2.0, fs);
+        const double fExpected = -15.0 / band.fSeconds;
+        const double fMeasured = DecayDbPerSecond(y, fs, band.fFrom, band.fTo);
+        EXPECT_NEAR(fMeasured, fExpected, 0.15 * std::fabs(fExpected)) << "band at " << band.fCentre << " Hz";
+    }
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(StereoFDN, ResetSilencesTheLinesAndKeepsTheirLengths)
+{
+    TestHost host;
+    StereoFDN fdn(48000.0f, 1024, 2, 0, 8);
+    Channels io(2, 4000);
+    io.data[0][0] = 1.0f;
+    fdn.Process(4000, io.ptrs.data());
+    const uint32_t uMin = fdn.GetMinDelay();
+    fdn.Reset();
+    Channels quiet(2, 8000);
+    fdn.Process(8000, quiet.ptrs.data());
+    for (int ch = 0; ch < 2; ++ch)
+        for (float v : quiet.data[ch])
+            ASSERT_EQ(v, 0.0f);
+    EXPECT_EQ(fdn.GetMinDelay(), uMin);
+}
+
+TEST(StereoFDN, InvariantsAndSettersReport)
+{
+    TestHost host;
+    StereoFDN fdn(48000.0f, 1024, 2, 0, 16);
+    const uint64_t uCalls = host.allocator.AllocCalls();
+    Channels io(2, 512);
+    fdn.Process(0, io.ptrs.data()); // resizes work buffers within their reservations, writes nothing
+    fdn.Process(512, io.ptrs.data());
+    EXPECT_EQ(host.allocator.AllocCalls(), uCalls);
+    fdn.SetMatrixType(3);
+    EXPECT_EQ(host.asserts.Count("false"), 1u);
+    EXPECT_EQ(fdn.GetMatrixType(), 1u);
+    fdn.SetMatrixType(2);
+    EXPECT_EQ(fdn.GetMatrixType(), 2u);
+
+    StereoFDN odd(48000.0f, 1024, 3, 0, 16);
+    EXPECT_EQ(host.asserts.Count("m_uOrder % m_uNumChannels == 0"), 1u);
+    StereoFDN twelve(48000.0f, 1024, 2, 0, 12);
+    EXPECT_EQ(host.asserts.Count("(1u << uOrderPow2Exponent) == m_uOrder"), 1u);
+}
+
+TEST(StereoFDN, PhasesFallAndClimbWithinAQuarterTurn)
+{
+    TestHost host;
+    StereoFDN fdn(48000.0f, 1024, 2, 0, 16);
+    // N = 16: q = 4, h = 8; k < 4 gives (1 - (k + 1) / 5) pi/2, then (k + 1 - 4) / 4 x pi/2.
+    const double aExpected[7] = {0.8, 0.6, 0.4, 0.2, 0.25, 0.5, 0.75};
+    for (uint32_t k = 0; k < 7; ++k)
+        EXPECT_NEAR(fdn.GetPhase(k), aExpected[k] * M_PI / 2, 1e-6) << k;
+    // The circulant matrix built from them is unitary: its row has unit energy.
+    std::vector<float> row(16);
+    fdn.GetCirculant()->GetRow(row.data());
+    double e = 0;
+    for (float v : row)
+        e += v * v;
+    EXPECT_NEAR(e, 1.0, 1e-5);
+}

@@ -1,0 +1,130 @@
+// The qwfx program end to end against the real module: list, params, and the mistakes a
+// user can make on the command line.
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <sstream>
+#include "qwfx/lib/qwaudiofile.h"
+#include "qwfx/lib/qweffectmeta.h"
+#include "qwfx/lib/qwmodule.h"
+#include "support/qwfxrun.h"
+
+namespace {
+
+// Writes a short stereo test file and returns its path.
+std::string MakeStereoWav(const TestTempDir& in_dir, const char* in_pszName = "in.wav")
+{
+    QwPlanarAudio audio(48000, 2, 4800);
+    for (size_t i = 0; i < 4800; ++i) {
+        audio.channels[0][i] = 0.5f * static_cast<float>((i % 100) / 100.0);
+        audio.channels[1][i] = -audio.channels[0][i];
+    }
+    std::string sError;
+    EXPECT_TRUE(QwWriteFloatWav(in_dir.File(in_pszName), audio, sError)) << sError;
+    return in_dir.File(in_pszName);
+}
+
+// A user's mistake: non-zero exit, nothing on stdout, exactly one line on stderr that
+// contains the given text, and no output file.
+void ExpectOneLineError(const QwfxRunResult& in_result, const std::string& in_sText, const std::string& in_sOut)
+{
+    EXPECT_NE(in_result.iStatus, 0);
+    EXPECT_EQ(in_result.sOut, "");
+    const auto lines = in_result.ErrLines();
+    ASSERT_EQ(lines.size(), 1u) << in_result.sErr;
+    EXPECT_EQ(lines[0].rfind("qwfx: ", 0), 0u) << lines[0];
+    EXPECT_NE(lines[0].find(in_sText), std::string::npos) << lines[0];
+    if (!in_sOut.empty()) {
+        EXPECT_FALSE(std::filesystem::exists(in_sOut)) << in_sOut;
+    }
+}
+
+const char* const SHORT_NAMES[10] = {nullptr, nullptr, "reverb", "distortion", "delay", "dynamics",
+                                     "filters", "box-modeler", nullptr, "multiband-distortion"};
+
+} // namespace
+
+TEST(QwfxCli, ListShowsTheRecordsInWalkOrder)
+{
+    TestTempDir dir;
+    const QwfxRunResult result = RunQwfx({"list"}, dir);
+    ASSERT_EQ(result.iStatus, 0) << result.sErr;
+
+    QwModule module;
+    std::string sError;
+    ASSERT_TRUE(module.Open(KVFX_MODULE_PATH, sError)) << sError;
+    const size_t uRecords = module.Records().size();
+
+    auto lines = result.OutLines();
+    if (uRecords == 0) {
+        EXPECT_TRUE(lines.empty());
+        EXPECT_NE(result.sErr.find("registers no effect"), std::string::npos);
+        return;
+    }
+    ASSERT_EQ(lines.size(), uRecords + 1) << result.sOut;   // a header, then one line a record
+    // Whatever subset is registered, the walk meets it in the order 9, 6, 5, 3, 4, 7, 2.
+    const std::vector<uint32_t> walkOrder = {9, 6, 5, 3, 4, 7, 2};
+    size_t uNext = 0;
+    for (size_t i = 1; i < lines.size(); ++i) {
+        std::istringstream line(lines[i]);
+        uint32_t uId = 0, uCompany = 0, uType = 0;
+        std::string sName;
+        ASSERT_TRUE(line >> uId >> uCompany >> uType >> sName) << lines[i];
+        EXPECT_EQ(uCompany, 259u);
+        EXPECT_EQ(uType, 3u);
+        ASSERT_LT(uId, 10u);
+        ASSERT_NE(SHORT_NAMES[uId], nullptr) << uId;
+        EXPECT_EQ(sName, SHORT_NAMES[uId]);
+        const auto it = std::find(walkOrder.begin() + uNext, walkOrder.end(), uId);
+        ASSERT_NE(it, walkOrder.end()) << "plug-in " << uId << " out of walk order";
+        uNext = static_cast<size_t>(it - walkOrder.begin()) + 1;
+    }
+}
+
+TEST(QwfxCli, ParamsPrintsEachTableRow)
+{
+    TestTempDir dir;
+    for (const QwEffectMeta* pMeta : QwAllEffectMeta()) {
+        EXPECT_STREQ(pMeta->pszShortName, SHORT_NAMES[pMeta->uPluginId]);
+        for (const std::string& sName : {std::string(pMeta->pszShortName), std::to_string(pMeta->uPluginId)}) {
+            const QwfxRunResult result = RunQwfx({"params", sName}, dir);
+            ASSERT_EQ(result.iStatus, 0) << result.sErr;
+            const auto lines = result.OutLines();
+            ASSERT_EQ(lines.size(), pMeta->uParamCount + 2u) << result.sOut;   // title, header, rows
+            for (uint32_t i = 0; i < pMeta->uParamCount; ++i) {
+                std::istringstream line(lines[i + 2]);
+                uint32_t uId = 0;
+                std::string sParam, sType;
+                ASSERT_TRUE(line >> uId >> sParam >> sType);
+                EXPECT_EQ(uId, pMeta->pParams[i].uId);
+                EXPECT_EQ(sParam, pMeta->pParams[i].pszName);
+                EXPECT_EQ(sType, pMeta->pParams[i].eType == QwParamType::U32 ? "u32" : "f32");
+            }
+        }
+    }
+    ExpectOneLineError(RunQwfx({"params", "chorus"}, dir), "unknown effect 'chorus'", "");
+    ExpectOneLineError(RunQwfx({"params"}, dir), "usage", "");
+}
+
+TEST(QwfxCli, RenderMistakesGiveOneLineAndNoOutput)
+{
+    TestTempDir dir;
+    const std::string sIn = MakeStereoWav(dir);
+    const std::string sOut = dir.File("out.wav");
+    ExpectOneLineError(RunQwfx({"render", "dynamics", dir.File("missing.wav"), sOut}, dir),
+                       "missing.wav': No such file or directory", sOut);
+    ExpectOneLineError(RunQwfx({"render", "chorus", sIn, sOut}, dir), "unknown effect 'chorus'", sOut);
+    ExpectOneLineError(RunQwfx({"render", "dynamics", sIn, sOut, "--layout", "5.1"}, dir),
+                       "layout 5.1 has 6 channels but", sOut);
+    ExpectOneLineError(RunQwfx({"render", "dynamics", sIn, sOut, "--layout", "quad"}, dir), "unknown layout 'quad'",
+                       sOut);
+    ExpectOneLineError(RunQwfx({"render", "dynamics", sIn, sOut, "--block", "0"}, dir), "bad --block '0'", sOut);
+    ExpectOneLineError(RunQwfx({"render", "dynamics", sIn, sOut, "--block=70000"}, dir), "bad --block '70000'", sOut);
+    ExpectOneLineError(RunQwfx({"render", "dynamics", sIn, sOut, "--max-tail", "-1"}, dir), "bad --max-tail", sOut);
+    ExpectOneLineError(RunQwfx({"render", "dynamics", sIn, sOut, "--params", dir.File("none.bin")}, dir),
+                       "none.bin", sOut);
+    ExpectOneLineError(RunQwfx({"render", "dynamics", sIn, sOut, "--wet"}, dir), "unknown option '--wet'", sOut);
+    ExpectOneLineError(RunQwfx({"render", "dynamics", sIn, sOut, "--set"}, dir), "--set needs a value", sOut);
+    ExpectOneLineError(RunQwfx({"render", "dynamics", sIn}, dir), "usage", sOut);
+    ExpectOneLineError(RunQwfx({"--module", dir.File("nomodule.so"), "list"}, dir), "cannot load module", "");
+    ExpectOneLineError(RunQwfx({"frobnicate"}, dir), "unknown command 'frobnicate'", "");
+}
