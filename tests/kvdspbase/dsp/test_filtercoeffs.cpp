@@ -1,0 +1,332 @@
+#include <gtest/gtest.h>
+#include <cmath>
+#include <complex>
+#include <vector>
+#include "kvdspbase/dsp/butterworthprototype.h"
+#include "kvdspbase/dsp/filtercoeffs.h"
+#include "support/testhost.h"
+
+namespace
+{
+typedef std::complex<long double> Cld;
+const long double kPi = 3.141592653589793238462643383279502884L;
+
+// H(e^{iw}) of a section b0..bN, a0..aN, summed in long double.
+template <class T>
+Cld Response(const T* c, uint32_t uOrder, long double w)
+{
+    Cld num = 0.0L, den = 0.0L;
+    for (uint32_t k = 0; k <= uOrder; ++k) {
+        const Cld e = std::polar(1.0L, -w * static_cast<long double>(k));
+        num += static_cast<long double>(c[k]) * e;
+        den += static_cast<long double>(c[uOrder + 1 + k]) * e;
+    }
+    return num / den;
+}
+
+template <class T>
+Cld CascadeResponse(const T* c, uint32_t uSections, long double w)
+{
+    Cld h = 1.0L;
+    for (uint32_t s = 0; s < uSections; ++s)
+        h *= Response(c + 6 * s, 2, w);
+    return h;
+}
+
+double Db(const Cld& h) { return static_cast<double>(20.0L * std::log10(std::abs(h))); }
+
+long double Omega(double f, double fs) { return std::tan(kPi * f / fs); } // bilinear frequency map
+} // namespace
+
+// Every cookbook biquad is the bilinear image of an analogue prototype warped to the centre
+// frequency: with W = tan(w/2) / tan(w0/2), |H|^2 follows the analogue closed form in W.
+TEST(FilterCoeffs, BiquadsFollowTheirAnalogueClosedForms)
+{
+    TestHost host;
+    const double fs = 48000.0, f0 = 1000.0, Q = 1.0 / std::sqrt(2.0);
+    double lp[6], hp[6], bp[6];
+    float lpf[6], hpf[6];
+    DesignLowPass(lp, fs, f0, Q);
+    DesignHighPass(hp, fs, f0, Q);
+    DesignBandPass(bp, fs, f0, 2.0);
+    DesignLowPass(lpf, 48000.0f, 1000.0f, 0.70710678f);
+    DesignHighPass(hpf, 48000.0f, 1000.0f, 0.70710678f);
+    EXPECT_NEAR(Db(Response(lp, 2, 2 * kPi * f0 / fs)), -3.0103, 1e-4);
+    EXPECT_NEAR(Db(Response(hp, 2, 2 * kPi * f0 / fs)), -3.0103, 1e-4);
+    EXPECT_NEAR(Db(Response(lpf, 2, 2 * kPi * f0 / fs)), -3.0103, 1e-3); // float coefficients
+    EXPECT_NEAR(Db(Response(hpf, 2, 2 * kPi * f0 / fs)), -3.0103, 1e-3);
+    EXPECT_NEAR(std::abs(Response(bp, 2, 2 * kPi * f0 / fs)), 1.0, 1e-9);
+    for (double f : {20.0, 300.0, 999.0, 4000.0, 15000.0}) {
+        const long double W = Omega(f, fs) / Omega(f0, fs), W2 = W * W;
+        const long double dLow = 1.0L / ((1 - W2) * (1 - W2) + W2 / (Q * Q));
+        const long double dBand = (W2 / 4.0L) / ((1 - W2) * (1 - W2) + W2 / 4.0L); // Q = 2
+        const long double w = 2 * kPi * f / fs;
+        EXPECT_NEAR(std::norm(Response(lp, 2, w)), static_cast<double>(dLow), 1e-9) << f;
+        EXPECT_NEAR(std::norm(Response(hp, 2, w)), static_cast<double>(dLow * W2 * W2), 1e-9) << f;
+        EXPECT_NEAR(std::norm(Response(bp, 2, w)), static_cast<double>(dBand), 1e-9) << f;
+        EXPECT_NEAR(std::norm(Response(lpf, 2, w)), static_cast<double>(dLow), 2e-4) << f;
+    }
+    EXPECT_EQ(lp[3], 1.0);
+    EXPECT_EQ(lpf[3], 1.0f);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(FilterCoeffs, PeakAndShelfGains)
+{
+    TestHost host;
+    const double fs = 44100.0;
+    for (double g : {-12.0, 3.0, 9.5}) {
+        double pk[6];
+        float pkf[6];
+        DesignPeaking(pk, fs, 2500.0, g, 1.5);
+        DesignPeaking(pkf, 44100.0f, 2500.0f, static_cast<float>(g), 1.5f);
+        EXPECT_NEAR(Db(Response(pk, 2, 2 * kPi * 2500.0 / fs)), g, 1e-9);
+        EXPECT_NEAR(Db(Response(pkf, 2, 2 * kPi * 2500.0 / fs)), g, 1e-3);
+        EXPECT_NEAR(Db(Response(pk, 2, 0.0L)), 0.0, 1e-9); // unity far from the centre
+    }
+    // A 6 dB shelf is 10^(6/20) applied twice over: the plateau sits at 12 dB.
+    double lo[6], hi[6];
+    float lof[6], hif[6];
+    DesignLowShelf(lo, fs, 200.0, 6.0, 1.0);
+    DesignHighShelf(hi, fs, 8000.0, 6.0, 0.5);
+    DesignLowShelf(lof, 44100.0f, 200.0f, 6.0f, 1.0f);
+    DesignHighShelf(hif, 44100.0f, 8000.0f, 6.0f, 0.5f);
+    EXPECT_NEAR(Db(Response(lo, 2, 0.0L)), 12.0, 1e-9);
+    EXPECT_NEAR(Db(Response(lo, 2, kPi)), 0.0, 1e-9);
+    EXPECT_NEAR(Db(Response(hi, 2, kPi)), 12.0, 1e-9);
+    EXPECT_NEAR(Db(Response(hi, 2, 0.0L)), 0.0, 1e-9);
+    // float: 1 + a1 + a2 is about 3e-3 at 200 Hz, so rounding of a1 and a2 (6e-8) reaches the
+    // DC gain as 5e-5 relative, about 0.002 dB
+    EXPECT_NEAR(Db(Response(lof, 2, 0.0L)), 12.0, 5e-3);
+    EXPECT_NEAR(Db(Response(hif, 2, kPi)), 12.0, 1e-3);
+    // At the shelf frequency with slope 1 the gain is half the plateau in dB: sqrt(A^2) = A.
+    EXPECT_NEAR(Db(Response(lo, 2, 2 * kPi * 200.0 / fs)), 6.0, 1e-9);
+
+    // 0 dB: numerator equals denominator, so the filter is the identity.
+    double id[3][6];
+    DesignPeaking(id[0], fs, 1000.0, 0.0, 0.7);
+    DesignLowShelf(id[1], fs, 1000.0, 0.0, 0.7);
+    DesignHighShelf(id[2], fs, 1000.0, 0.0, 0.7);
+    for (auto& c : id)
+        for (int k = 0; k < 3; ++k)
+            EXPECT_NEAR(c[k], c[3 + k], 1e-15);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(FilterCoeffs, AboveHalfTheRateAndEdgeArguments)
+{
+    TestHost host;
+    const double pass[6] = {1, 0, 0, 1, 0, 0}, zero[6] = {0, 0, 0, 0, 0, 0};
+    double c[6];
+    DesignLowPass(c, 48000.0, 24001.0, 0.7);
+    EXPECT_TRUE(std::equal(c, c + 6, pass));
+    DesignBandPass(c, 48000.0, 30000.0, 0.7);
+    EXPECT_TRUE(std::equal(c, c + 6, pass));
+    DesignPeaking(c, 48000.0, 30000.0, 6.0, 0.7);
+    EXPECT_TRUE(std::equal(c, c + 6, pass));
+    DesignLowShelf(c, 48000.0, 30000.0, 6.0, 1.0);
+    EXPECT_TRUE(std::equal(c, c + 6, pass));
+    DesignHighShelf(c, 48000.0, 30000.0, 6.0, 1.0);
+    EXPECT_TRUE(std::equal(c, c + 6, pass));
+    DesignHighPass(c, 48000.0, 24001.0, 0.7);
+    EXPECT_TRUE(std::equal(c, c + 6, zero));
+    float cf[6];
+    DesignHighPass(cf, 48000.0f, 24001.0f, 0.7f);
+    EXPECT_EQ(cf[0], 0.0f);
+    EXPECT_EQ(cf[3], 0.0f);
+    // Exactly half the rate is designed: the low-pass then has b1 = 2 / (1 + alpha), not 0.
+    DesignLowPass(c, 48000.0, 24000.0, 0.7);
+    EXPECT_NEAR(c[1], 2.0, 1e-12);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+
+    // A vanished numerator is reported on the low-pass only.
+    DesignLowPass(c, 48000.0, 0.0, 0.7);
+    EXPECT_EQ(host.asserts.Count("coeffs[0] != 0.0 || coeffs[1] != 0.0 || coeffs[2] != 0.0"), 1u);
+    DesignLowPass(cf, 48000.0f, 0.0f, 0.7f);
+    EXPECT_EQ(host.asserts.Count("coeffs[0] != 0.0 || coeffs[1] != 0.0 || coeffs[2] != 0.0"), 2u);
+    DesignBandPass(c, 48000.0, 0.0, 0.7);
+    EXPECT_EQ(host.asserts.Total(), 2u);
+    DesignPeaking(c, 0.0, 0.0, 3.0, 0.7);
+    EXPECT_EQ(host.asserts.Count("fSamplesPerSecond > 0"), 1u);
+    EXPECT_FALSE(std::isfinite(c[0] + c[1] + c[2] + c[4] + c[5]));
+    DesignLowShelf(c, 48000.0, 100.0, 3.0, 1.5);
+    DesignHighShelf(cf, 48000.0f, 100.0f, 3.0f, 0.0f);
+    EXPECT_EQ(host.asserts.Count("fSlope > 0.0f && fSlope <= 1.0f"), 2u);
+}
+
+// The single-precision low-pass and high-pass work in double and round only the raw a0 to
+// float before dividing; this pins that rounding, which moves b0 by a float ulp or more here.
+TEST(FilterCoeffs, SinglePrecisionLowPassRoundsTheRawA0)
+{
+    float c[6];
+    DesignLowPass(c, 44100.0f, 3000.0f, 0.9f);
+    const long double w0 = 2 * kPi * 3000.0L / 44100.0L;
+    const long double alpha = std::sin(w0) * (0.5L / static_cast<long double>(0.9f));
+    const long double a0Rounded = static_cast<float>(1.0L + alpha);
+    const float b0Rounded = static_cast<float>((1.0L - std::cos(w0)) / 2.0L / a0Rounded);
+    const float b0Exact = static_cast<float>((1.0L - std::cos(w0)) / 2.0L / (1.0L + alpha));
+    ASSERT_NE(b0Rounded, b0Exact); // the case discriminates
+    EXPECT_EQ(c[0], b0Rounded);
+}
+
+TEST(FilterCoeffs, FirstOrderSections)
+{
+    TestHost host;
+    const double fs = 48000.0, fc = 1000.0;
+    double lp[4], hp[4], lpw[4];
+    DesignFirstOrderLowPass(lp, fs, fc, false);
+    DesignFirstOrderHighPass(hp, fs, fc, false);
+    DesignFirstOrderLowPass(lpw, fs, fc, true);
+    // Bilinear with k = 2 fs: digital w answers like the analogue 1 / (1 + s / wc) at
+    // Omega = 2 fs tan(w / 2).
+    for (double f : {50.0, 1000.0, 7000.0, 20000.0}) {
+        const long double r = 2.0L * fs * Omega(f, fs) / (2 * kPi * fc), r2 = r * r;
+        const long double w = 2 * kPi * f / fs;
+        EXPECT_NEAR(std::norm(Response(lp, 1, w)), static_cast<double>(1 / (1 + r2)), 1e-12) << f;
+        EXPECT_NEAR(std::norm(Response(hp, 1, w)), static_cast<double>(r2 / (1 + r2)), 1e-12) << f;
+    }
+    // The pre-warp divides by the rate twice, so it changes the angle by a factor tan(x) / x with
+    // x = pi 1000 / 48000^2 = 1.4e-6: about 6e-13, and the cut-off stays at -3.0165 dB rather than
+    // the -3.0103 dB a textbook pre-warp would give.
+    for (int i = 0; i < 4; ++i)
+        EXPECT_NEAR(lpw[i], lp[i], 1e-11);
+    EXPECT_NEAR(Db(Response(lpw, 1, 2 * kPi * fc / fs)), -3.0165, 1e-3);
+
+    const double pass[4] = {1, 0, 1, 0}, silence[4] = {0, 0, 1, 0};
+    double c[4];
+    DesignFirstOrderLowPass(c, fs, 0.0, true);
+    EXPECT_TRUE(std::equal(c, c + 4, silence));
+    DesignFirstOrderHighPass(c, fs, 0.0, true);
+    EXPECT_TRUE(std::equal(c, c + 4, pass));
+    DesignFirstOrderLowPass(c, fs, 24001.0, false);
+    EXPECT_TRUE(std::equal(c, c + 4, pass));
+    DesignFirstOrderHighPass(c, fs, 24001.0, false);
+    EXPECT_TRUE(std::equal(c, c + 4, silence));
+    float cf[4];
+    DesignFirstOrderHighPass(cf, 48000.0f, 1000.0f, true);
+    EXPECT_NEAR(cf[0], hp[0], 1e-6);
+    EXPECT_NEAR(cf[3], hp[3], 1e-6);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(FilterCoeffs, BilinearTransformHandWorked)
+{
+    TestHost host;
+    // Order 1, 1 / (1 + s/2) = (1, 0, 1, 0.5), fs = 1 so k = 2:
+    // b0 = 1, b1 = 1, a0 = 1 + 2 * 0.5 = 2, a1 = 1 - 1 = 0; over a0: (0.5, 0.5, 1, 0).
+    const double first[4] = {1.0, 0.0, 1.0, 0.5};
+    double out1[4];
+    BilinearTransform(out1, first, 1, 1.0, BilinearWarp<double>{0.0, false});
+    EXPECT_DOUBLE_EQ(out1[0], 0.5);
+    EXPECT_DOUBLE_EQ(out1[1], 0.5);
+    EXPECT_EQ(out1[2], 1.0);
+    EXPECT_DOUBLE_EQ(out1[3], 0.0);
+    // Order 2, 1 / (1 + s + s^2), fs = 0.5 so k = 1:
+    // b = (1, 2, 1); a0 = 1 + 1 + 1 = 3, a1 = 2 - 2 = 0, a2 = 1 - 1 + 1 = 1; over a0:
+    // (1/3, 2/3, 1/3, 1, 0, 1/3).
+    float second[6] = {1.0f, 0.0f, 0.0f, 1.0f, 1.0f, 1.0f};
+    BilinearTransform(second, second, 2, 0.5f, BilinearWarp<float>{0.0f, false}); // in place
+    const float expected[6] = {1.0f / 3, 2.0f / 3, 1.0f / 3, 1.0f, 0.0f, 1.0f / 3};
+    for (int i = 0; i < 6; ++i)
+        EXPECT_NEAR(second[i], expected[i], 1e-7);
+    // With the warp at fw the digital response at fw equals the analogue one at 2 pi fw.
+    const double wc = 2 * M_PI * 3000.0;
+    const double analog[4] = {1.0, 0.0, 1.0, 1.0 / wc};
+    double warped[4];
+    BilinearTransform(warped, analog, 1, 48000.0, BilinearWarp<double>{7000.0, true});
+    const long double r = 7000.0L / 3000.0L;
+    EXPECT_NEAR(std::norm(Response(warped, 1, 2 * kPi * 7000.0 / 48000.0)), static_cast<double>(1 / (1 + r * r)),
+                1e-12);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+    // Order 3: nothing written, but the eight values are still divided by the one at index 4.
+    double bad[8] = {2, 4, 6, 8, 2, 10, 12, 14};
+    BilinearTransform(bad, first, 3, 1.0, BilinearWarp<double>{0.0, false});
+    EXPECT_EQ(host.asserts.Count("false"), 1u);
+    const double halved[8] = {1, 2, 3, 4, 1, 5, 6, 7};
+    EXPECT_TRUE(std::equal(bad, bad + 8, halved));
+}
+
+TEST(FilterCoeffs, ButterworthSectionsAndLinkwitzRileyPair)
+{
+    TestHost host;
+    ButterworthPrototype two(2), three(3);
+    ASSERT_EQ(two.NumSections(), 1u);
+    EXPECT_NEAR(two.Section(0)[1], std::sqrt(2.0), 1e-15); // -2 cos(3 pi / 4)
+    ASSERT_EQ(three.NumSections(), 2u);
+    EXPECT_NEAR(three.Section(0)[1], 1.0, 1e-15); // -2 cos(4 pi / 6)
+    EXPECT_EQ(three.Section(1)[2], 0.0);
+
+    const double fs = 48000.0, fc = 1234.0;
+    for (uint32_t n : {2u, 4u, 5u}) {
+        ButterworthPrototype proto(n);
+        std::vector<double> lp(6 * proto.NumSections()), hp(6 * proto.NumSections());
+        DesignPrototypeLowPass(lp.data(), fs, fc, proto);
+        DesignPrototypeHighPass(hp.data(), fs, fc, proto);
+        for (double f : {100.0, 1234.0, 5000.0, 18000.0}) {
+            // |H|^2 = 1 / (1 + (W / Wc)^(2n)) with W = tan(w / 2), warped at fc.
+            const long double x = std::pow(Omega(f, fs) / Omega(fc, fs), 2.0L * n);
+            const long double w = 2 * kPi * f / fs;
+            EXPECT_NEAR(std::norm(CascadeResponse(lp.data(), proto.NumSections(), w)), static_cast<double>(1 / (1 + x)),
+                        1e-10) << n << " " << f;
+            EXPECT_NEAR(std::norm(CascadeResponse(hp.data(), proto.NumSections(), w)),
+                        static_cast<double>(x / (1 + x)), 1e-10) << n << " " << f;
+        }
+        EXPECT_NEAR(Db(CascadeResponse(lp.data(), proto.NumSections(), 2 * kPi * fc / fs)), -3.0103, 1e-4);
+    }
+    // Two second-order sections in series each way form a fourth-order Linkwitz-Riley pair,
+    // whose sum is an all-pass.
+    double lp2[6], hp2[6];
+    float lp2f[6], hp2f[6];
+    DesignPrototypeLowPass(lp2, fs, 500.0, two);
+    DesignPrototypeHighPass(hp2, fs, 500.0, two);
+    DesignPrototypeLowPass(lp2f, 48000.0f, 500.0f, two);
+    DesignPrototypeHighPass(hp2f, 48000.0f, 500.0f, two);
+    for (double f = 10.0; f < 24000.0; f *= 1.37) {
+        const long double w = 2 * kPi * f / fs;
+        const Cld l = Response(lp2, 2, w), h = Response(hp2, 2, w);
+        EXPECT_NEAR(std::abs(l * l + h * h), 1.0, 1e-9) << f;
+        const Cld lf = Response(lp2f, 2, w), hf = Response(hp2f, 2, w);
+        EXPECT_NEAR(std::abs(lf * lf + hf * hf), 1.0, 1e-4) << f; // float coefficients
+    }
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(FilterCoeffs, GroupDelayAllPass)
+{
+    TestHost host;
+    // Working, n = 5 bins of zero delay, m = 2: N = 8, fAdd = (2 - 0) / 5 * 8 = 3.2. Section 1
+    // sums 3.2, 6.4, 9.6 >= 8 over bins [0, 3); section 2 takes [3, 5) as the bins run out.
+    // theta = (i0 + i1) pi / 8: 3 pi / 8 and pi. d = (i1 - i0) pi / 8: 3 pi / 8 and pi / 4.
+    const double zeros[5] = {0, 0, 0, 0, 0};
+    double c[12];
+    DesignGroupDelayAllPass(c, zeros, 5, 2);
+    const double thetas[2] = {3 * M_PI / 8, M_PI};
+    const double ds[2] = {3 * M_PI / 8, M_PI / 4};
+    for (int s = 0; s < 2; ++s) {
+        const double* q = c + 6 * s;
+        const double cc = static_cast<float>(9.999997615814777 - 8.999997615814777 * std::cos(ds[s]));
+        const double r = cc - std::sqrt(cc * cc - 1.0);
+        EXPECT_NEAR(std::sqrt(q[0]), r, 1e-12);
+        EXPECT_NEAR(-q[1] / (2 * r), std::cos(thetas[s]), 1e-12);
+        EXPECT_EQ(q[2], 1.0);
+        EXPECT_EQ(q[3], 1.0);
+        EXPECT_EQ(q[4], q[1]);
+        EXPECT_EQ(q[5], q[0]);
+    }
+    // A delay curve over 64 bins: all sections are all-passes with poles inside the circle.
+    std::vector<float> delay(64);
+    for (uint32_t i = 0; i < 64; ++i)
+        delay[i] = 40.0f * std::exp(-static_cast<float>(i) / 8.0f);
+    std::vector<float> cf(6 * 8);
+    DesignGroupDelayAllPass(cf.data(), delay.data(), 64, 8);
+    for (uint32_t s = 0; s < 8; ++s) {
+        EXPECT_LT(cf[6 * s + 5], 1.0f);
+        for (double w = 0.0; w < M_PI; w += 0.05)
+            EXPECT_NEAR(std::abs(Response(cf.data() + 6 * s, 2, w)), 1.0, 1e-6);
+    }
+    EXPECT_EQ(host.asserts.Total(), 0u);
+    // Asking for more delay than the sections can give is reported.
+    std::vector<double> tooMuch(5, 100.0);
+    DesignGroupDelayAllPass(c, tooMuch.data(), 5, 2);
+    EXPECT_EQ(host.asserts.Count("fAdd > 0"), 1u);
+}
