@@ -6,6 +6,7 @@
 #include <utility>
 #include "host/qwassert.h"
 #include "host/qwplugin.h"
+#include "host/qwprocesspadded.h"
 #include "host/qwtailhandler.h"
 #include "kvbase/common/common_allocator.h"
 
@@ -87,6 +88,28 @@ protected:
         return QW_Success;
     }
 
+    // The parameter object given to Init, as the effect's own class.
+    template <class Params>
+    Params& ParamsAs() const
+    {
+        return *static_cast<Params*>(m_pParams);
+    }
+
+    // Applies one dirty group at the head of Execute: converts and hands over its values, then
+    // clears the flag. If the allocator failed meanwhile the flag stays set, so the values are
+    // sent again next block, and false tells the caller to skip this block.
+    template <class Apply>
+    static bool ApplyDirtyGroup(uint8_t& io_bDirty, Apply&& in_apply)
+    {
+        if (!io_bDirty)
+            return true;
+        in_apply();
+        if (IsOutOfMemory())
+            return false;
+        io_bDirty = 0;
+        return true;
+    }
+
     // Init step 7: media index 0, 79 when missing or empty.
     static QwResult FetchMedia(QwEffectContext* in_pContext, const uint8_t*& out_pData, uint32_t& out_uSize)
     {
@@ -106,30 +129,18 @@ protected:
     uint32_t m_uTailFrames = 0;
 };
 
-// Channel pointers of a block, channel i at i x the block's stride; returns the count.
-inline uint32_t QwGatherChannels(QwAudioBuffer& io_buffer, float** out_ppChannels, uint32_t in_uMaxChannels)
+// The most channels a block can carry: the count is the low byte of the channel configuration.
+enum : uint32_t { QW_MAX_CHANNELS = 255 };
+
+// Channel pointers for the effect's own channel count, channel i at i x the block's stride.
+// Each goes through GetChannel, so a block with fewer channels than the effect was built for
+// fires "in_uIndex < NumChannels()"; such a block then gathers nothing (returns 0), so that the
+// caller runs nothing past its end. Otherwise returns the count. Callers keep the array on the
+// stack, QW_MAX_CHANNELS long.
+inline uint32_t QwGatherChannels(QwAudioBuffer& io_buffer, float** out_ppChannels, uint32_t in_uChannels)
 {
-    const uint32_t uChannels = io_buffer.NumChannels();
-    const uint32_t uCount = uChannels < in_uMaxChannels ? uChannels : in_uMaxChannels;
+    const uint32_t uCount = in_uChannels < QW_MAX_CHANNELS ? in_uChannels : QW_MAX_CHANNELS;
     for (uint32_t i = 0; i < uCount; ++i)
         out_ppChannels[i] = io_buffer.GetChannel(i);
-    return uCount;
-}
-
-// Runs a fixed-size engine over a possibly short block: the valid frames go through a
-// zero-padded scratch block so that the engine's state advances by the whole block size,
-// and only the valid frames are copied back.
-template <class Process>
-void QwProcessPadded(float* io_pChannel, uint32_t in_uValidFrames, uint32_t in_uBlockFrames, float* io_pScratch,
-                     Process&& in_process)
-{
-    if (in_uValidFrames < in_uBlockFrames) {
-        for (uint32_t i = 0; i < in_uBlockFrames; ++i)
-            io_pScratch[i] = 0.0f;
-    }
-    for (uint32_t i = 0; i < in_uValidFrames; ++i)
-        io_pScratch[i] = io_pChannel[i];
-    in_process(io_pScratch, in_uBlockFrames);
-    for (uint32_t i = 0; i < in_uValidFrames; ++i)
-        io_pChannel[i] = io_pScratch[i];
+    return uCount <= io_buffer.NumChannels() ? uCount : 0;
 }

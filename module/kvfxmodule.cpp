@@ -3,6 +3,7 @@
 #include "host/qwpluginregistration.h"
 #include "skrel_console/delay/qwent/audioenginefx/kvskreldelayfx.h"
 #include "skrel_console/distortion/qwent/audioenginefx/kvskreldistortionfx.h"
+#include "skrel_console/dynamics/qwent/audioenginefx/kvskreldynamicsfx.h"
 
 namespace {
 
@@ -14,6 +15,7 @@ struct Registrar
     {
         QwPushRegistration(KvSkrelDelayRegistration());      // 3 delay (4)
         QwPushRegistration(KvSkrelDistortionRegistration()); // 4 distortion (3)
+        QwPushRegistration(KvSkrelDynamicsRegistration());   // 5 dynamics (5)
     }
 };
 

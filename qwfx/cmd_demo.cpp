@@ -102,5 +102,9 @@ int QwfxDemo(const QwfxArgs& in_args)
         bAllRendered = RenderOne(session, *pRecord, programme, sDir) && bAllRendered;
     QwPrintAssertReport(session.asserts, stderr);
     std::printf("WAV files in %s/\n", sDir.c_str());
+    if (QwfxWriteCurveSheet(sDir + "/distortion-curves.svg", sError))
+        std::printf("Distortion transfer curves: %s/distortion-curves.svg\n", sDir.c_str());
+    else
+        bAllRendered = QwfxError(QWFX_FAILED, sError) == QWFX_OK && bAllRendered;
     return bAllRendered ? QWFX_OK : QWFX_FAILED;
 }

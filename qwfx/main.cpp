@@ -14,6 +14,8 @@ const char* const USAGE =
     "      [--layout mono|stereo|4.0|5.0|5.1|7.1] [--max-tail SECONDS] [--strict]\n"
     "  demo [DIR]                render a test programme through every effect (default qwfx-demo/)\n"
     "  bench [EFFECT] [--seconds S]  speed of each effect and preset at blocks of 512 and 64\n"
+    "  curve ALGORITHM [--drive D] [--character C] [--svg FILE]\n"
+    "                            static transfer curve of a distortion algorithm (number or name)\n"
     "EFFECT is a short name (qwfx list) or a plug-in id.\n";
 
 } // namespace
@@ -52,5 +54,7 @@ int main(int argc, char** argv)
         return QwfxDemo(args);
     if (sCommand == "bench")
         return QwfxBench(args);
+    if (sCommand == "curve")
+        return QwfxCurve(args);
     return QwfxError(QWFX_USAGE, "unknown command '" + sCommand + "' (try qwfx --help)");
 }

@@ -115,8 +115,8 @@ public:
         }
         if (m_pImpl->m_bBypass)
             return;
-        float* apChannels[8];
-        const uint32_t uChannels = QwGatherChannels(*io_pBuffer, apChannels, 8);
+        float* apChannels[QW_MAX_CHANNELS];
+        const uint32_t uChannels = QwGatherChannels(*io_pBuffer, apChannels, m_pImpl->m_gains.size());
         m_pImpl->Process(apChannels, uChannels, io_pBuffer->uValidFrames);
     }
     TestGainFXParams& Params() { return *static_cast<TestGainFXParams*>(m_pParams); }

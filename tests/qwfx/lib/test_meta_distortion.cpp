@@ -6,6 +6,7 @@
 #include <string>
 #include "qwfx/lib/meta_distortion.h"
 #include "qwfx/lib/qweffectmeta.h"
+#include "qwfx/lib/qwparamvalue.h"
 #include "shareddsp/distortions/skreldistortion/distortion_algorithm_info.h"
 #include "skrel_console/distortion/qwent/audioenginefx/kvskreldistortionfxparams.h"
 #include "support/testhost.h"
@@ -64,4 +65,23 @@ TEST(MetaDistortion, TableMatchesTheParameterObject)
     }
     EXPECT_EQ(QwFindParam(*pMeta, "algorithm2")->uId, 11u);
     pParams->Term(&host.allocator);
+}
+
+TEST(MetaDistortion, PresetsParseAndNamesEqualNumbers)
+{
+    const QwEffectMeta* pMeta = QwFindEffectMeta("distortion");
+    ASSERT_NE(pMeta, nullptr);
+    std::vector<QwParamSetting> settings;
+    std::string sError;
+    EXPECT_TRUE(QwParseSettings(pMeta, pMeta->pDemoPreset->pszSettings, settings, sError)) << sError;
+    ASSERT_GE(pMeta->uBenchPresetCount, 8u);
+    for (uint32_t i = 0; i < pMeta->uBenchPresetCount; ++i)
+        EXPECT_TRUE(QwParseSettings(pMeta, pMeta->pBenchPresets[i].pszSettings, settings, sError))
+            << pMeta->pBenchPresets[i].pszName << ": " << sError;
+    QwParamSetting byName = {}, byNumber = {};
+    ASSERT_TRUE(QwParseSetting(pMeta, "algorithm2=iron-fuzz", byName, sError)) << sError;
+    ASSERT_TRUE(QwParseSetting(pMeta, "algorithm2=46", byNumber, sError)) << sError;
+    EXPECT_EQ(byName.uBits, 46u);
+    EXPECT_EQ(byNumber.uBits, 46u);
+    EXPECT_FALSE(QwParseSetting(pMeta, "algorithm1=Iron Fuzz", byName, sError));
 }
