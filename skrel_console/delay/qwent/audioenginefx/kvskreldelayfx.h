@@ -9,13 +9,16 @@
 class KvSkrelDelayFX : public QwEffectFrame<SkrelDelayImpl>
 {
 public:
-    static const uint32_t PLUGIN_ID = 4;
+    enum : uint32_t { PLUGIN_ID = 4 };
 
     QwResult Init(QwPluginMemAlloc* in_pAllocator, QwEffectContext* in_pContext, QwPluginParam* in_pParams,
                   QwFormat& io_format) override;
     void Execute(QwAudioBuffer* io_pBuffer) override;
 
     static QwEffectPlugin* Create(QwPluginMemAlloc* in_pAllocator) { return CreateAs<KvSkrelDelayFX>(in_pAllocator); }
+
+private:
+    void SendFloats(const KvSkrelDelayFXParams& in_params);
 };
 
 // The module's record for this effect.

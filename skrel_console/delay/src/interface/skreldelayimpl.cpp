@@ -1,7 +1,7 @@
 #include "skrel_console/delay/src/interface/skreldelayimpl.h"
 #include <cmath>
-#include "host/qweffectframe.h"
 #include "host/qwassert.h"
+#include "host/qwprocesspadded.h"
 #include "kvbase/common/common_allocator.h"
 
 SkrelDelayImpl::SkrelDelayImpl(uint16_t in_uMaxBlockFrames, uint32_t in_uSampleRate, uint32_t in_uNumChannels,
