@@ -52,10 +52,11 @@ Measure Time(QwEffectPlugin& io_effect, const QwPlanarAudio& in_programme, uint1
 }
 
 void PrintRow(const std::string& in_sEffect, const char* in_pszPreset, uint16_t in_uBlock, const Measure& in_m,
-              const std::string& in_sAllocs)
+              const std::string& in_sAllocs, const std::string& in_sAsserts)
 {
-    std::printf("%-22s %-16s %8u %6u %8u %11.1fx %10.2f %8s\n", in_sEffect.c_str(), in_pszPreset, BENCH_CHANNELS,
-                in_uBlock, BENCH_RATE, in_m.fRealTime, in_m.fNsPerSample, in_sAllocs.c_str());
+    std::printf("%-22s %-22s %8u %6u %8u %11.1fx %10.2f %8s %10s\n", in_sEffect.c_str(), in_pszPreset,
+                BENCH_CHANNELS, in_uBlock, BENCH_RATE, in_m.fRealTime, in_m.fNsPerSample, in_sAllocs.c_str(),
+                in_sAsserts.c_str());
 }
 
 } // namespace
@@ -100,11 +101,11 @@ int QwfxBench(const QwfxArgs& in_args)
 
     const QwPlanarAudio programme = QwMakeBenchProgramme(BENCH_RATE, fSeconds, BENCH_CHANNELS);
     std::printf("%.0f s of noise-like programme per run; real-time = audio seconds per CPU second\n", fSeconds);
-    std::printf("%-22s %-16s %8s %6s %8s %12s %10s %8s\n", "effect", "preset", "channels", "block", "rate",
-                "real-time", "ns/smp/ch", "allocs");
+    std::printf("%-22s %-22s %8s %6s %8s %12s %10s %8s %10s\n", "effect", "preset", "channels", "block", "rate",
+                "real-time", "ns/smp/ch", "allocs", "assertions");
     for (uint16_t uBlock : BENCH_BLOCKS) {
         NullEffect reference;
-        PrintRow("(host loop alone)", "-", uBlock, Time(reference, programme, uBlock), "-");
+        PrintRow("(host loop alone)", "-", uBlock, Time(reference, programme, uBlock), "-", "-");
     }
     bool bClean = true;
     for (const QwPluginRegistration* pRecord : records) {
@@ -125,16 +126,18 @@ int QwfxBench(const QwfxArgs& in_args)
                 QwEffectInstance instance(allocator);
                 if (!QwParseSettings(pMeta, pPresets[p].pszSettings, setup.settings, sError) ||
                     !QwPrepareEffect(instance, setup, sError)) {
-                    std::printf("%-22s %-16s failed: %s\n", sName.c_str(), pPresets[p].pszName, sError.c_str());
+                    std::printf("%-22s %-22s failed: %s\n", sName.c_str(), pPresets[p].pszName, sError.c_str());
                     bClean = false;
                     continue;
                 }
                 // The loop itself never calls the module's allocator, so what it counts
                 // here was asked for inside Execute.
                 const uint64_t uBefore = allocator.AllocCalls();
+                const size_t uAssertsBefore = session.asserts.Total();
                 const Measure m = Time(*instance.Effect(), programme, uBlock);
                 const uint64_t uAllocs = allocator.AllocCalls() - uBefore;
-                PrintRow(sName, pPresets[p].pszName, uBlock, m, std::to_string(uAllocs) + (uAllocs ? " !" : ""));
+                PrintRow(sName, pPresets[p].pszName, uBlock, m, std::to_string(uAllocs) + (uAllocs ? " !" : ""),
+                         std::to_string(session.asserts.Total() - uAssertsBefore));
                 bClean = bClean && uAllocs == 0;
             }
         }

@@ -35,7 +35,7 @@ bool RenderOne(QwfxSession& io_session, const QwPluginRegistration& in_record, c
     const char* pszPreset = pPreset ? pPreset->pszName : "defaults";
     std::string sError;
     if (pPreset && !QwParseSettings(setup.pMeta, pPreset->pszSettings, setup.settings, sError)) {
-        std::printf("%-22s %-14s failed: %s\n", sName.c_str(), pszPreset, sError.c_str());
+        std::printf("%-22s %-22s failed: %s\n", sName.c_str(), pszPreset, sError.c_str());
         return false;
     }
     if (setup.pMeta && setup.pMeta->pfnMakeMedia)
@@ -45,7 +45,7 @@ bool RenderOne(QwfxSession& io_session, const QwPluginRegistration& in_record, c
     QwHostAllocator allocator;
     QwEffectInstance instance(allocator);
     if (!QwPrepareEffect(instance, setup, sError)) {
-        std::printf("%-22s %-14s failed: %s\n", sName.c_str(), pszPreset, sError.c_str());
+        std::printf("%-22s %-22s failed: %s\n", sName.c_str(), pszPreset, sError.c_str());
         return false;
     }
     QwRenderOptions options;
@@ -59,11 +59,11 @@ bool RenderOne(QwfxSession& io_session, const QwPluginRegistration& in_record, c
 
     const std::string sPath = in_sDir + "/" + sName + ".wav";
     if (!QwWriteFloatWav(sPath, output, sError)) {
-        std::printf("%-22s %-14s failed: %s\n", sName.c_str(), pszPreset, sError.c_str());
+        std::printf("%-22s %-22s failed: %s\n", sName.c_str(), pszPreset, sError.c_str());
         return false;
     }
     const double fAudioSeconds = static_cast<double>(in_programme.NumFrames()) / DEMO_RATE;
-    std::printf("%-22s %-14s %10.1fx %9.1f dBFS %10zu\n", sName.c_str(), pszPreset,
+    std::printf("%-22s %-22s %10.1fx %9.1f dBFS %10zu\n", sName.c_str(), pszPreset,
                 fSeconds > 0.0 ? fAudioSeconds / fSeconds : INFINITY, PeakDb(output.Peak()),
                 io_session.asserts.Total() - uAssertsBefore);
     return true;
@@ -96,7 +96,7 @@ int QwfxDemo(const QwfxArgs& in_args)
     std::printf("Test programme: %.1f s, stereo, %u Hz, block %u; peak %.1f dBFS -> %s/programme.wav\n",
                 static_cast<double>(programme.NumFrames()) / DEMO_RATE, DEMO_RATE, DEMO_BLOCK,
                 PeakDb(programme.Peak()), sDir.c_str());
-    std::printf("%-22s %-14s %11s %14s %10s\n", "effect", "preset", "real-time", "peak", "assertions");
+    std::printf("%-22s %-22s %11s %14s %10s\n", "effect", "preset", "real-time", "peak", "assertions");
     bool bAllRendered = true;
     for (const QwPluginRegistration* pRecord : records)
         bAllRendered = RenderOne(session, *pRecord, programme, sDir) && bAllRendered;

@@ -29,6 +29,38 @@ void AddGuard(uint32_t in_uSamples, float* io_pSamples, uint32_t& io_uCount)
     io_uCount = uCount;
 }
 
+// Samples per pass of Process: the targets of one pass stand in two arrays on the stack.
+const uint32_t CHUNK = 64;
+
+// The static targets are computed in a pass of their own, ahead of the smoothing loop: the pow
+// calls then depend on nothing but the input and overlap in the pipeline, where inside the
+// loop they would queue behind the gains' dependency chain. The results are the same.
+void CompressorTargets(uint32_t in_uSamples, const float* in_pSamples, float in_fThreshold, float in_fExponent,
+                       float* out_pTargets)
+{
+    for (uint32_t i = 0; i < in_uSamples; ++i) {
+        const float x = std::fabs(in_pSamples[i]);
+        out_pTargets[i] = x > in_fThreshold ? std::pow(x / in_fThreshold, in_fExponent) : 1.0f;
+    }
+}
+
+// Below the floor the target stays 1: silence is not pushed down any further.
+void ExpanderTargets(uint32_t in_uSamples, const float* in_pSamples, float in_fThreshold, float in_fExponent,
+                     float* out_pTargets)
+{
+    for (uint32_t i = 0; i < in_uSamples; ++i) {
+        const float x = std::fabs(in_pSamples[i]);
+        out_pTargets[i] =
+            x < in_fThreshold && x >= EXPANDER_FLOOR ? std::pow(x / in_fThreshold, in_fExponent) : 1.0f;
+    }
+}
+
+void Fill(uint32_t in_uSamples, float in_fValue, float* out_p)
+{
+    for (uint32_t i = 0; i < in_uSamples; ++i)
+        out_p[i] = in_fValue;
+}
+
 } // namespace
 
 DynamicsDsp::DynamicsDsp(float in_fSampleRate) : m_fSampleRate(in_fSampleRate)
@@ -112,7 +144,8 @@ void DynamicsDsp::Process(uint32_t in_uStage, uint32_t in_uSamples, float* io_pS
     // Locals for the hot loop; the state goes back to the record at the end.
     const float fCompThreshold = stage.m_fCompThreshold;
     const float fCompExponent = stage.m_fCompSlope - 1.0f;
-    const bool bCompActive = stage.m_fCompSlope != 1.0f; // exact: ratio 1 skips pow altogether
+    // Exact comparisons: a ratio of 1 skips pow altogether.
+    const bool bCompActive = stage.m_fCompSlope != 1.0f;
     const float fCompAttackCoeff = stage.m_fCompAttackCoeff;
     const float fCompAttackGain = stage.m_fCompAttackGain;
     const float fCompReleaseCoeff = stage.m_fCompReleaseCoeff;
@@ -131,39 +164,49 @@ void DynamicsDsp::Process(uint32_t in_uStage, uint32_t in_uSamples, float* io_pS
     float fCompGainMin = stage.m_fCompGainMin;
     float fExpGainMin = stage.m_fExpGainMin;
 
-    for (uint32_t i = 0; i < in_uSamples; ++i) {
-        const float fSample = io_pSamples[i];
-        const float x = std::fabs(fSample);
-        if (x > fPeak)
-            fPeak = x;
+    float afComp[CHUNK];
+    float afExp[CHUNK];
+    for (uint32_t uDone = 0; uDone < in_uSamples; uDone += CHUNK) {
+        const uint32_t uCount = in_uSamples - uDone < CHUNK ? in_uSamples - uDone : CHUNK;
+        float* pSamples = io_pSamples + uDone;
+        if (bCompActive)
+            CompressorTargets(uCount, pSamples, fCompThreshold, fCompExponent, afComp);
+        else
+            Fill(uCount, 1.0f, afComp);
+        if (bExpActive)
+            ExpanderTargets(uCount, pSamples, fExpThreshold, fExpExponent, afExp);
+        else
+            Fill(uCount, 1.0f, afExp);
 
-        float c = 1.0f;
-        if (x > fCompThreshold && bCompActive)
-            c = std::pow(x / fCompThreshold, fCompExponent);
-        // Below the floor the target stays 1: silence is not pushed down any further.
-        float e = 1.0f;
-        if (x < fExpThreshold && bExpActive && x >= EXPANDER_FLOOR)
-            e = std::pow(x / fExpThreshold, fExpExponent);
+        for (uint32_t i = 0; i < uCount; ++i) {
+            const float fSample = pSamples[i];
+            const float x = std::fabs(fSample);
+            if (x > fPeak)
+                fPeak = x;
+            const float c = afComp[i];
+            const float e = afExp[i];
 
-        // Both branches of each smoother are computed and one is selected: on noisy material
-        // the comparisons flip from sample to sample and a jump would be mispredicted.
-        // The release closes the expander towards its target, the attack opens it towards 1.
-        const float fExpClosing = fExpGain * fExpReleaseCoeff + e * fExpReleaseGain;
-        const float fExpOpening = fExpGain != 1.0f ? fExpGain * fExpAttackCoeff + fExpAttackGain : fExpGain;
-        fExpGain = x <= fExpThreshold ? fExpClosing : fExpOpening;
+            // Both branches of each smoother are computed and one is selected: on noisy material
+            // the comparisons flip from sample to sample and a jump would be mispredicted.
+            // The release closes the expander towards its target, the attack opens it towards 1.
+            const float fExpClosing = fExpGain * fExpReleaseCoeff + e * fExpReleaseGain;
+            const float fExpOpening = fExpGain != 1.0f ? fExpGain * fExpAttackCoeff + fExpAttackGain : fExpGain;
+            fExpGain = x <= fExpThreshold ? fExpClosing : fExpOpening;
 
-        // The release runs towards 1, not towards the target, so a gain under its target rises
-        // past it and the attack pulls it back: the gain hunts around the target. Intended.
-        const float fCompRising = fCompGain * fCompReleaseCoeff + fCompReleaseGain;
-        const float fCompFalling = fCompGain * fCompAttackCoeff + c * fCompAttackGain;
-        fCompGain = fCompGain <= c ? fCompRising : fCompFalling;
+            // The release runs towards 1, not towards the target, so a gain under its target
+            // rises past it and the attack pulls it back: the gain hunts around the target.
+            // Intended.
+            const float fCompRising = fCompGain * fCompReleaseCoeff + fCompReleaseGain;
+            const float fCompFalling = fCompGain * fCompAttackCoeff + c * fCompAttackGain;
+            fCompGain = fCompGain <= c ? fCompRising : fCompFalling;
 
-        if (fCompGain < fCompGainMin)
-            fCompGainMin = fCompGain;
-        if (fExpGain < fExpGainMin)
-            fExpGainMin = fExpGain;
+            if (fCompGain < fCompGainMin)
+                fCompGainMin = fCompGain;
+            if (fExpGain < fExpGainMin)
+                fExpGainMin = fExpGain;
 
-        io_pSamples[i] = fExpGain * fCompGain * fOutputGain * fSample;
+            pSamples[i] = fExpGain * fCompGain * fOutputGain * fSample;
+        }
     }
 
     stage.m_fPeak = fPeak;

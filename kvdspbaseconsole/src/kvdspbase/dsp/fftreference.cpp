@@ -194,6 +194,11 @@ void FftReference::ForwardReal(const float* in_pIn, float* out_pOut)
     float* zr = m_afRealWork.data();
     float* zi = zr + H;
     float* tr = m_pHalfFFT->m_afComplexWork.data();
+    if (N >= 8) {
+        // The split pairs bin k with H - k, H + k and N - k; k = 1 reaches the widest of them.
+        const int32_t im = static_cast<int32_t>(H) - 1, ipm = static_cast<int32_t>(H) + 1, ip2 = m_sFFT - 1;
+        QW_ASSERT(im>=0 && im<m_sFFT && ipm>=0 && ipm<m_sFFT && ip2>=0 && ip2<m_sFFT);
+    }
     m_pKernels->Deinterleave(H, in_pIn, zr, zi);
     m_pHalfFFT->RunComplex(zr, zi, zr, zi, tr, tr + H);
     m_pKernels->RealPost(H, m_afRealTwiddle.data(), zr, zi, out_pOut);

@@ -1,0 +1,172 @@
+#include "kvdspbase/dsp/partconvnolock.h"
+#include "host/qwassert.h"
+#include "kvbase/ipp/ipp_vector_ref.h"
+
+namespace {
+
+// Resizes and clears; false when the vector could not grow.
+bool SizeZeroed(common_aligned_vector<float>& io_v, uint32_t n)
+{
+    io_v.resize(n, 0.0f);
+    if (io_v.size() != n)
+        return false;
+    ippsZero_32f(n, io_v.data());
+    return true;
+}
+
+} // namespace
+
+PartConvNoLock::PartConvNoLock(uint32_t uMaxTaps, uint32_t uNumChannels, uint32_t uBlockOrder)
+    : m_sFFTSize(1 << (uBlockOrder + 1)),
+      m_sNumTaps(0),
+      m_uNumChannels(uNumChannels),
+      m_uBlockOrder(uBlockOrder),
+      m_sBlockSize(1 << uBlockOrder),
+      m_uNumPartitions(0),
+      m_uInputPos(0),
+      m_uNumSlots(0),
+      m_uOutputPos(0),
+      m_uSlot(0),
+      m_bReady(false),
+      m_pfnMac(SelectSpectrumRingMac(true))
+{
+    m_FFT.InitReal(static_cast<uint32_t>(m_sFFTSize));
+    m_aafInputBlock.resize(uNumChannels);
+    m_aafOverlap.resize(uNumChannels);
+    m_aaafDelayLine.resize(uNumChannels);
+    Plan(uMaxTaps);
+}
+
+void PartConvNoLock::Plan(uint32_t uNumTaps)
+{
+    const uint32_t B = static_cast<uint32_t>(m_sBlockSize);
+    // The number of times B must be added to B before the sum reaches the tap count.
+    uint32_t uSlots = 0;
+    for (uint64_t uSum = B; uSum < uNumTaps; uSum += B)
+        ++uSlots;
+    m_uNumSlots = uSlots;
+    m_uNumPartitions = uSlots + 1;
+    const uint32_t uSpectrum = Stride();
+    bool bOk = SizeZeroed(m_afTimeScratch, 2 * B) && SizeZeroed(m_afSpectrumScratch, uSpectrum) &&
+               SizeZeroed(m_afSpectrumSum, uSpectrum) && SizeZeroed(m_aafKernel, m_uNumPartitions * uSpectrum);
+    bOk = bOk && m_aafInputBlock.size() == m_uNumChannels && m_aafOverlap.size() == m_uNumChannels &&
+          m_aaafDelayLine.size() == m_uNumChannels;
+    for (uint32_t c = 0; bOk && c < m_uNumChannels; ++c) {
+        bOk = SizeZeroed(m_aafInputBlock[c], B) && SizeZeroed(m_aafOverlap[c], 2 * B) &&
+              SizeZeroed(m_aaafDelayLine[c], m_uNumSlots * uSpectrum);
+    }
+    m_bReady = bOk;
+    m_uSlot = 0;
+}
+
+bool PartConvNoLock::SetTaps(uint32_t uNumTaps, const float* pTaps, bool bKeepState)
+{
+    if (static_cast<int32_t>(uNumTaps) != m_sNumTaps) {
+        Plan(uNumTaps);
+        m_sNumTaps = static_cast<int32_t>(uNumTaps);
+    }
+    const uint32_t B = static_cast<uint32_t>(m_sBlockSize);
+    if (m_bReady) {
+        float* pTime = m_afTimeScratch.data();
+        uint32_t uLeft = uNumTaps;
+        for (uint32_t p = 0; p < m_uNumPartitions; ++p) {
+            const uint32_t n = uLeft < B ? uLeft : B;
+            ippsZero_32f(2 * B, pTime);
+            ippsCopy_32f(n, pTaps + p * B, pTime);
+            // No gain: the forward and inverse transforms already cancel.
+            m_FFT.ForwardReal(pTime, Kernel(p));
+            uLeft -= n;
+        }
+    }
+    if (!bKeepState)
+        Reset();
+    return true;
+}
+
+void PartConvNoLock::ProcessMono(uint32_t uNumSamples, float* pSamples)
+{
+    QW_ASSERT(m_uNumChannels == 1);
+    // One pointer cannot serve more channels without reading past it.
+    if (m_uNumChannels != 1)
+        return;
+    Process(uNumSamples, &pSamples);
+}
+
+void PartConvNoLock::Process(uint32_t uNumSamples, float* const* ppChannels)
+{
+    const uint32_t B = static_cast<uint32_t>(m_sBlockSize);
+    const uint32_t uBins = B + 1;
+    const uint32_t uSpectrum = Stride();
+    if (!m_bReady)
+        return;
+    float* pTime = m_afTimeScratch.data();
+    float* pSpectrum = m_afSpectrumScratch.data();
+    float* pSum = m_afSpectrumSum.data();
+    uint32_t uDone = 0;
+    while (uDone < uNumSamples) {
+        uint32_t n = uNumSamples - uDone;
+        if (n > B - m_uInputPos)
+            n = B - m_uInputPos;
+        if (m_uNumPartitions > 1) {
+            for (uint32_t c = 0; c < m_uNumChannels; ++c)
+                ippsCopy_32f(n, ppChannels[c] + uDone, m_aafInputBlock[c].data() + m_uInputPos);
+        }
+        m_uInputPos += n;
+        // The direct partition: the first B taps on the new samples, at once.
+        for (uint32_t c = 0; c < m_uNumChannels; ++c) {
+            float* pIo = ppChannels[c] + uDone;
+            float* pOverlap = m_aafOverlap[c].data();
+            ippsCopy_32f(n, pIo, pTime);
+            ippsZero_32f(2 * B - n, pTime + n);
+            m_FFT.ForwardReal(pTime, pSpectrum);
+            ippsMul_32fc_I(uBins, Kernel(0), pSpectrum);
+            m_FFT.InverseReal(pSpectrum, pTime);
+            ippsAdd_32f_I(2 * B - m_uOutputPos, pTime, pOverlap + m_uOutputPos);
+            ippsCopy_32f(n, pOverlap + m_uOutputPos, pIo);
+        }
+        m_uOutputPos += n;
+        if (m_uOutputPos >= B) {
+            for (uint32_t c = 0; c < m_uNumChannels; ++c) {
+                float* pOverlap = m_aafOverlap[c].data();
+                ippsCopy_32f(B, pOverlap + B, pOverlap);
+                ippsZero_32f(B, pOverlap + B);
+            }
+            m_uOutputPos -= B;
+        }
+        if (m_uNumPartitions > 1 && m_uInputPos >= B) {
+            // A whole partition has gathered: the later partitions land in the overlap from
+            // index 0, where their first output sample falls due.
+            for (uint32_t c = 0; c < m_uNumChannels; ++c) {
+                ippsCopy_32f(B, m_aafInputBlock[c].data(), pTime);
+                ippsZero_32f(B, pTime + B);
+                m_FFT.ForwardReal(pTime, Slot(c, m_uSlot));
+                // The newest slot meets kernel 1, the oldest the last kernel.
+                m_pfnMac(uBins, uSpectrum, Slot(c, 0), m_uNumSlots, m_uSlot, Kernel(1), pSum);
+                m_FFT.InverseReal(pSum, pTime);
+                ippsAdd_32f_I(2 * B, pTime, m_aafOverlap[c].data());
+            }
+            if (++m_uSlot >= m_uNumSlots)
+                m_uSlot = 0;
+            // Cleared here only, not between channels: deliberate, see the class comment.
+            ippsZero_32f(uSpectrum, pSum);
+        }
+        if (m_uInputPos >= B)
+            m_uInputPos -= B;
+        uDone += n;
+    }
+}
+
+void PartConvNoLock::Reset()
+{
+    for (uint32_t c = 0; m_bReady && c < m_uNumChannels; ++c) {
+        ippsZero_32f(m_aafInputBlock[c].size(), m_aafInputBlock[c].data());
+        ippsZero_32f(m_aafOverlap[c].size(), m_aafOverlap[c].data());
+        if (m_uNumSlots != 0)
+            ippsZero_32f(m_aaafDelayLine[c].size(), m_aaafDelayLine[c].data());
+    }
+    if (m_bReady && m_uNumSlots != 0)
+        ippsZero_32f(m_afSpectrumSum.size(), m_afSpectrumSum.data());
+    m_uInputPos = 0;
+    m_uOutputPos = 0;
+    m_uSlot = 0;
+}

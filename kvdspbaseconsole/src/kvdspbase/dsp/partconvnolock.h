@@ -1,0 +1,66 @@
+// Zero-latency uniformly partitioned FFT convolution for any call length: the first partition
+// runs directly on whatever samples arrive, the later ones once a whole partition has gathered,
+// landing in the overlap buffer just as their first output sample falls due.
+#pragma once
+#include <cstdint>
+#include "kvbase/common/common_vector.h"
+#include "kvdspbase/dsp/fft.h"
+#include "kvdspbase/dsp/spectrumring.h"
+
+// Later partitions of all channels share one spectrum sum that is cleared only after the last
+// channel, so objects with more than one channel are only correct while the impulse fits one
+// partition. Callers build one object a channel (ProcessMono asserts it).
+class PartConvNoLock
+{
+public:
+    // Allocates everything for up to uMaxTaps taps; loads of at most that many allocate nothing.
+    PartConvNoLock(uint32_t uMaxTaps, uint32_t uNumChannels, uint32_t uBlockOrder);
+
+    // Loads taps over the old ones in place. A different tap count re-plans the partitions
+    // (allocating if it exceeds the construction size). bKeepState false ends with Reset.
+    bool SetTaps(uint32_t uNumTaps, const float* pTaps, bool bKeepState);
+    // In place, one array per channel; any sample count. Allocates nothing.
+    void Process(uint32_t uNumSamples, float* const* ppChannels);
+    void ProcessMono(uint32_t uNumSamples, float* pSamples);
+    // Clears the signal state, keeps the kernel.
+    void Reset();
+
+    uint32_t NumPartitions() const { return m_uNumPartitions; }
+    uint32_t BlockOrder() const { return m_uBlockOrder; }
+    // Tests compare the vector kernels with the portable ones through this switch.
+    void UseSimd(bool bAllow)
+    {
+        m_FFT.UseSimd(bAllow);
+        m_pfnMac = SelectSpectrumRingMac(bAllow);
+    }
+
+private:
+    void Plan(uint32_t uNumTaps);
+    uint32_t Stride() const { return static_cast<uint32_t>(2 * m_sBlockSize + 2); }
+    float* Kernel(uint32_t p) { return m_aafKernel.data() + p * Stride(); }
+    float* Slot(uint32_t c, uint32_t s) { return m_aaafDelayLine[c].data() + s * Stride(); }
+
+    Fft m_FFT;
+    int32_t m_sFFTSize;
+    int32_t m_sNumTaps;
+    uint32_t m_uNumChannels;
+    uint32_t m_uBlockOrder;
+    int32_t m_sBlockSize;
+    uint32_t m_uNumPartitions;
+    common_aligned_vector<float> m_afTimeScratch;
+    common_vector<common_aligned_vector<float>> m_aafInputBlock;
+    common_vector<common_aligned_vector<float>> m_aafOverlap;
+    uint32_t m_uInputPos;
+    common_aligned_vector<float> m_afSpectrumScratch;
+    // The partition spectra, one after another (2B + 2 floats each).
+    common_aligned_vector<float> m_aafKernel;
+    // Per channel, the P - 1 slots of the frequency-domain delay line, one after another.
+    common_vector<common_aligned_vector<float>> m_aaafDelayLine;
+    common_aligned_vector<float> m_afSpectrumSum;
+    uint32_t m_uNumSlots;
+    uint32_t m_uOutputPos;
+    uint32_t m_uSlot;
+    // False while any vector is short after a failed allocation: Process then does nothing.
+    bool m_bReady;
+    SpectrumRingMacFn m_pfnMac;
+};

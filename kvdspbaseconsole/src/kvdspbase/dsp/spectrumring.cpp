@@ -1,0 +1,42 @@
+#include "kvdspbase/dsp/spectrumring.h"
+#include "kvdspbase/dsp/fftkernels.h"
+
+#if defined(__x86_64__)
+void SpectrumRingMacAvx2(uint32_t uBins, uint32_t uStride, const float* pSlots, uint32_t uNumSlots,
+                         uint32_t uNewest, const float* pKernels, float* pSum);
+#endif
+
+namespace {
+
+void MacOne(uint32_t uBins, const float* __restrict a, const float* __restrict b, float* __restrict d)
+{
+    for (uint32_t i = 0; i < uBins; ++i) {
+        const float ar = a[2 * i], ai = a[2 * i + 1];
+        const float br = b[2 * i], bi = b[2 * i + 1];
+        d[2 * i] += ar * br - ai * bi;
+        d[2 * i + 1] += ar * bi + ai * br;
+    }
+}
+
+} // namespace
+
+void SpectrumRingMacPortable(uint32_t uBins, uint32_t uStride, const float* pSlots, uint32_t uNumSlots,
+                             uint32_t uNewest, const float* pKernels, float* pSum)
+{
+    uint32_t uSlot = uNewest;
+    for (uint32_t j = 0; j < uNumSlots; ++j) {
+        MacOne(uBins, pSlots + uSlot * uStride, pKernels + j * uStride, pSum);
+        uSlot = uSlot == 0 ? uNumSlots - 1 : uSlot - 1;
+    }
+}
+
+SpectrumRingMacFn SelectSpectrumRingMac(bool bAllowSimd)
+{
+#if defined(__x86_64__)
+    if (bAllowSimd && FftHasAvx2())
+        return SpectrumRingMacAvx2;
+#else
+    (void)bAllowSimd;
+#endif
+    return SpectrumRingMacPortable;
+}

@@ -1,0 +1,15 @@
+// The frequency-domain core of the partitioned convolvers: the sum over all partitions of the
+// delay-line spectra times the partition kernels, in one pass per partition with a fused
+// complex multiply-accumulate. Spectra are interleaved (re, im) pairs.
+#pragma once
+#include <cstdint>
+
+// pSum[bins] += sum over j < uNumSlots of slot[(uNewest - j) mod uNumSlots] * kernel[j], where
+// slot[i] starts at pSlots + i * uStride and kernel[j] at pKernels + j * uStride.
+typedef void (*SpectrumRingMacFn)(uint32_t uBins, uint32_t uStride, const float* pSlots, uint32_t uNumSlots,
+                                  uint32_t uNewest, const float* pKernels, float* pSum);
+
+void SpectrumRingMacPortable(uint32_t uBins, uint32_t uStride, const float* pSlots, uint32_t uNumSlots,
+                             uint32_t uNewest, const float* pKernels, float* pSum);
+// The AVX2 version where the processor has it and bAllowSimd is set, else the portable one.
+SpectrumRingMacFn SelectSpectrumRingMac(bool bAllowSimd);
