@@ -1,6 +1,7 @@
 // The module's registration records, pushed at load in a fixed order so that a walk of
 // g_pQWPluginList meets them in the reverse order: 9, 6, 5, 3, 4, 7, 2.
 #include "host/qwpluginregistration.h"
+#include "reverb_console/qwent/audioenginefx/src/bivrelreverb_qwentfx.h"
 #include "skrel_console/delay/qwent/audioenginefx/kvskreldelayfx.h"
 #include "skrel_console/distortion/qwent/audioenginefx/kvskreldistortionfx.h"
 #include "skrel_console/dynamics/qwent/audioenginefx/kvskreldynamicsfx.h"
@@ -13,6 +14,7 @@ struct Registrar
 {
     Registrar()
     {
+        QwPushRegistration(BivrelReverbRegistration());      // 1 reverb (2)
         QwPushRegistration(KvSkrelDelayRegistration());      // 3 delay (4)
         QwPushRegistration(KvSkrelDistortionRegistration()); // 4 distortion (3)
         QwPushRegistration(KvSkrelDynamicsRegistration());   // 5 dynamics (5)

@@ -3,6 +3,9 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
+#include <sstream>
+#include <string>
 #include "qwfx/lib/qwassertreport.h"
 #include "qwfx/lib/qwcputimer.h"
 #include "qwfx/lib/qweffectsetup.h"
@@ -16,7 +19,6 @@
 namespace {
 
 const uint32_t BENCH_RATE = 48000;
-const uint32_t BENCH_CHANNELS = 2;
 const uint16_t BENCH_BLOCKS[] = {512, 64};
 const QwPresetMeta DEFAULT_PRESET = {"defaults", ""};
 
@@ -38,25 +40,48 @@ struct Measure
     double fNsPerSample;
 };
 
-Measure Time(QwEffectPlugin& io_effect, const QwPlanarAudio& in_programme, uint16_t in_uBlock)
+Measure Time(QwEffectPlugin& io_effect, const QwLayout& in_layout, const QwPlanarAudio& in_programme,
+             uint16_t in_uBlock)
 {
     QwRenderOptions options;
     options.uBlockFrames = in_uBlock;
     options.bKeepOutput = false;
     QwPlanarAudio output;
     const QwCpuTimer timer;
-    QwRender(io_effect, QwFindLayout("stereo")->ChannelConfig(), in_programme, output, options);
+    QwRender(io_effect, in_layout.ChannelConfig(), in_programme, output, options);
     const double fSeconds = timer.Seconds();
     const double fAudio = static_cast<double>(in_programme.NumFrames()) / BENCH_RATE;
-    return Measure{fAudio / fSeconds, 1e9 * fSeconds / (in_programme.NumFrames() * BENCH_CHANNELS)};
+    return Measure{fAudio / fSeconds, 1e9 * fSeconds / (in_programme.NumFrames() * in_layout.uChannels)};
 }
 
-void PrintRow(const std::string& in_sEffect, const char* in_pszPreset, uint16_t in_uBlock, const Measure& in_m,
-              const std::string& in_sAllocs, const std::string& in_sAsserts)
+void PrintRow(const std::string& in_sEffect, const char* in_pszPreset, const QwLayout& in_layout, uint16_t in_uBlock,
+              const Measure& in_m, const std::string& in_sAllocs, const std::string& in_sAsserts)
 {
-    std::printf("%-22s %-22s %8u %6u %8u %11.1fx %10.2f %8s %10s\n", in_sEffect.c_str(), in_pszPreset,
-                BENCH_CHANNELS, in_uBlock, BENCH_RATE, in_m.fRealTime, in_m.fNsPerSample, in_sAllocs.c_str(),
+    std::printf("%-22s %-22s %8s %6u %8u %11.1fx %10.2f %8s %10s\n", in_sEffect.c_str(), in_pszPreset,
+                in_layout.pszName, in_uBlock, BENCH_RATE, in_m.fRealTime, in_m.fNsPerSample, in_sAllocs.c_str(),
                 in_sAsserts.c_str());
+}
+
+// A preset may name its layout with the pseudo-setting layout=NAME (stereo when it does not);
+// the rest are parameter settings.
+bool SplitLayout(const char* in_pszSettings, const QwLayout*& out_pLayout, std::string& out_sRest,
+                 std::string& out_sError)
+{
+    std::istringstream stream(in_pszSettings);
+    std::string sItem;
+    out_pLayout = QwFindLayout("stereo");
+    while (stream >> sItem) {
+        if (sItem.compare(0, 7, "layout=") == 0) {
+            out_pLayout = QwFindLayout(sItem.substr(7));
+            if (!out_pLayout) {
+                out_sError = "unknown layout in preset: '" + sItem + "'";
+                return false;
+            }
+        } else {
+            out_sRest += sItem + " ";
+        }
+    }
+    return true;
 }
 
 } // namespace
@@ -99,13 +124,16 @@ int QwfxBench(const QwfxArgs& in_args)
         return QWFX_OK;
     }
 
-    const QwPlanarAudio programme = QwMakeBenchProgramme(BENCH_RATE, fSeconds, BENCH_CHANNELS);
+    const QwLayout& stereo = *QwFindLayout("stereo");
+    std::map<uint32_t, QwPlanarAudio> programmes; // one per channel count, made when first needed
+    programmes[stereo.uChannels] = QwMakeBenchProgramme(BENCH_RATE, fSeconds, stereo.uChannels);
     std::printf("%.0f s of noise-like programme per run; real-time = audio seconds per CPU second\n", fSeconds);
-    std::printf("%-22s %-22s %8s %6s %8s %12s %10s %8s %10s\n", "effect", "preset", "channels", "block", "rate",
+    std::printf("%-22s %-22s %8s %6s %8s %12s %10s %8s %10s\n", "effect", "preset", "layout", "block", "rate",
                 "real-time", "ns/smp/ch", "allocs", "assertions");
     for (uint16_t uBlock : BENCH_BLOCKS) {
         NullEffect reference;
-        PrintRow("(host loop alone)", "-", uBlock, Time(reference, programme, uBlock), "-", "-");
+        PrintRow("(host loop alone)", "-", stereo, uBlock, Time(reference, stereo, programmes[stereo.uChannels], uBlock),
+                 "-", "-");
     }
     bool bClean = true;
     for (const QwPluginRegistration* pRecord : records) {
@@ -114,17 +142,27 @@ int QwfxBench(const QwfxArgs& in_args)
         const QwPresetMeta* pPresets = pMeta && pMeta->uBenchPresetCount ? pMeta->pBenchPresets : &DEFAULT_PRESET;
         const uint32_t uPresets = pMeta && pMeta->uBenchPresetCount ? pMeta->uBenchPresetCount : 1;
         for (uint32_t p = 0; p < uPresets; ++p) {
+            const QwLayout* pLayout = nullptr;
+            std::string sSettings;
+            if (!SplitLayout(pPresets[p].pszSettings, pLayout, sSettings, sError)) {
+                std::printf("%-22s %-22s failed: %s\n", sName.c_str(), pPresets[p].pszName, sError.c_str());
+                bClean = false;
+                continue;
+            }
+            if (programmes.find(pLayout->uChannels) == programmes.end())
+                programmes[pLayout->uChannels] = QwMakeBenchProgramme(BENCH_RATE, fSeconds, pLayout->uChannels);
+            const QwPlanarAudio& programme = programmes[pLayout->uChannels];
             for (uint16_t uBlock : BENCH_BLOCKS) {
                 QwEffectSetup setup;
                 setup.pRecord = pRecord;
                 setup.pMeta = pMeta;
-                setup.format = QwFormat{BENCH_RATE, QwFindLayout("stereo")->ChannelConfig(), 0};
+                setup.format = QwFormat{BENCH_RATE, pLayout->ChannelConfig(), 0};
                 setup.uBlockFrames = uBlock;
                 if (pMeta && pMeta->pfnMakeMedia)
                     setup.media = pMeta->pfnMakeMedia(BENCH_RATE, pPresets[p].pszName);
                 QwHostAllocator allocator;
                 QwEffectInstance instance(allocator);
-                if (!QwParseSettings(pMeta, pPresets[p].pszSettings, setup.settings, sError) ||
+                if (!QwParseSettings(pMeta, sSettings, setup.settings, sError) ||
                     !QwPrepareEffect(instance, setup, sError)) {
                     std::printf("%-22s %-22s failed: %s\n", sName.c_str(), pPresets[p].pszName, sError.c_str());
                     bClean = false;
@@ -134,9 +172,9 @@ int QwfxBench(const QwfxArgs& in_args)
                 // here was asked for inside Execute.
                 const uint64_t uBefore = allocator.AllocCalls();
                 const size_t uAssertsBefore = session.asserts.Total();
-                const Measure m = Time(*instance.Effect(), programme, uBlock);
+                const Measure m = Time(*instance.Effect(), *pLayout, programme, uBlock);
                 const uint64_t uAllocs = allocator.AllocCalls() - uBefore;
-                PrintRow(sName, pPresets[p].pszName, uBlock, m, std::to_string(uAllocs) + (uAllocs ? " !" : ""),
+                PrintRow(sName, pPresets[p].pszName, *pLayout, uBlock, m, std::to_string(uAllocs) + (uAllocs ? " !" : ""),
                          std::to_string(session.asserts.Total() - uAssertsBefore));
                 bClean = bClean && uAllocs == 0;
             }

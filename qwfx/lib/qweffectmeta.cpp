@@ -8,6 +8,7 @@
 extern const QwEffectMeta g_qwDynamicsMeta;
 extern const QwEffectMeta g_qwDistortionMeta;
 extern const QwEffectMeta g_qwDelayMeta;
+extern const QwEffectMeta g_qwReverbMeta;
 
 const std::vector<const QwEffectMeta*>& QwAllEffectMeta()
 {
@@ -15,6 +16,7 @@ const std::vector<const QwEffectMeta*>& QwAllEffectMeta()
         &g_qwDynamicsMeta,
         &g_qwDistortionMeta,
         &g_qwDelayMeta,
+        &g_qwReverbMeta,
     };
     return s_all;
 }

@@ -34,23 +34,3 @@ TEST(SkrelDynamicsImpl, InterleavedEntryMatchesPlanarProcessing)
     EXPECT_EQ(host.asserts.Count("false"), 1u);
     EXPECT_EQ(tooMany[0], 0.5f);
 }
-
-TEST(SkrelDynamicsImpl, SettersRefuseForeignIdsAndGettersReadChannelZero)
-{
-    TestHost host;
-    SkrelDynamicsImpl impl(16, 48000.0f, 2, false);
-    EXPECT_FALSE(impl.SetBoolParam(1, true));
-    EXPECT_FALSE(impl.SetFloatParam(0, 1.0f));
-    EXPECT_FALSE(impl.SetFloatParam(10, 1.0f));
-    EXPECT_EQ(host.asserts.Count("false"), 3u);
-    EXPECT_TRUE(impl.SetFloatParam(SkrelDynamicsImpl::ID_EXP_ATTACK, 3.5f));
-    EXPECT_EQ(impl.GetFloatParam(SkrelDynamicsImpl::ID_EXP_ATTACK), 3.5f);
-    EXPECT_EQ(impl.GetDsp(1).GetStage(SkrelDynamicsImpl::EFFECT_STAGE).m_fExpAttackMs, 3.5f);
-    EXPECT_TRUE(impl.SetBoolParam(SkrelDynamicsImpl::ID_BYPASS, true));
-    EXPECT_TRUE(impl.GetBoolParam(SkrelDynamicsImpl::ID_BYPASS));
-
-    SkrelDynamicsImpl none(16, 48000.0f, 0, false);
-    host.asserts.Clear();
-    EXPECT_EQ(none.GetFloatParam(SkrelDynamicsImpl::ID_COMP_RATIO), 0.0f);
-    EXPECT_EQ(host.asserts.Count("m_pDynamics.size() > 0"), 1u);
-}

@@ -4,6 +4,7 @@
 #include <xmmintrin.h>
 #endif
 #include "host/qwassert.h"
+#include "kvdspbase/dsp/filtercoeffs.h"
 
 BandGainFilter::BandGainFilter(double in_fSampleRate, uint32_t in_nFilters)
     : m_fSampleRate(in_fSampleRate), m_nFilters(in_nFilters)
@@ -66,22 +67,16 @@ void BandGainFilter::Update()
         return;
     const double tL = 0.15915494309189535 / m_fLowCrossover;
     const double tH = 0.15915494309189535 / m_fHighCrossover;
-    const double K = 2.0 * m_fSampleRate;
-    const double K2 = K * K;
+    const BilinearWarp<double> noWarp = {0.0, false};
     for (uint32_t i = 0; i < m_nFilters; ++i) {
         const double d = m_fDelays[i];
         const double gL = static_cast<float>(std::pow(m_fLowGain, d));
         const double gM = static_cast<float>(std::pow(m_fMidGain, d));
         const double gH = static_cast<float>(std::pow(m_fHighGain, d));
         // Shelf with poles at the two crossovers: gL below, gM between, gH above.
-        const double n0 = gL, n1 = gM * tL + gL * tH, n2 = gH * tL * tH;
-        const double d0 = 1.0, d1 = tH + tL, d2 = tH * tL;
-        // Plain bilinear transform, no warping.
-        double fCoeffs[6] = {n0 + n1 * K + n2 * K2, 2.0 * n0 - 2.0 * n2 * K2, n0 - n1 * K + n2 * K2,
-                             d0 + d1 * K + d2 * K2, 2.0 * d0 - 2.0 * d2 * K2, d0 - d1 * K + d2 * K2};
-        const double a0 = fCoeffs[3];
-        for (double& c : fCoeffs)
-            c /= a0;
+        const double afAnalog[6] = {gL, gM * tL + gL * tH, gH * tL * tH, 1.0, tH + tL, tH * tL};
+        double fCoeffs[6];
+        BilinearTransform(fCoeffs, afAnalog, 2, m_fSampleRate, noWarp);
         QW_ASSERT(fCoeffs[3] == 1);
         m_pB0[i] = static_cast<float>(fCoeffs[0]);
         m_pB1[i] = static_cast<float>(fCoeffs[1]);

@@ -1,0 +1,58 @@
+#include "kvreverbconsole/dsp/modeled/kvmuconvolution.h"
+#include <cstdint>
+#include "host/qwassert.h"
+#include "kvbase/ipp/ipp_vector_ref.h"
+
+typedef uintptr_t QwUIntPtr;
+
+KvMuConvolution::KvMuConvolution(uint32_t in_uMaxTaps, uint32_t in_uNumChannels, uint32_t, uint32_t in_uBlockOrder)
+    : m_uNumChannels(in_uNumChannels)
+{
+    m_apConvolvers.resize(in_uNumChannels);
+    if (IsOutOfMemory())
+        return;
+    for (uint32_t c = 0; c < in_uNumChannels; ++c) {
+        PartConvNoLock* pConvolver = QwNew<PartConvNoLock>(in_uMaxTaps, 1u, in_uBlockOrder);
+        if (!pConvolver)
+            return;
+        common_smart_ptr<PartConvNoLock> p(pConvolver);
+        if (!p)
+            return; // the count block failed: the entry stays as it was
+        m_apConvolvers[c] = p;
+        if (IsOutOfMemory())
+            return;
+    }
+}
+
+void KvMuConvolution::SetTaps(uint32_t in_uNumTapArrays, uint32_t in_uNumTaps, const float* const* in_ppTaps)
+{
+    m_pTaps.resize(in_uNumTaps, 0.0f);
+    if (IsOutOfMemory())
+        return;
+    for (uint32_t c = 0; c < m_uNumChannels; ++c) {
+        // A staging copy: the convolver wants 16-byte aligned taps, the record cannot promise them.
+        ippsCopy_32f(in_uNumTaps, in_ppTaps[c % in_uNumTapArrays], m_pTaps.data());
+        QW_ASSERT_TEXT((reinterpret_cast<QwUIntPtr>(m_pTaps.data()) & 0xf) == 0,
+                       "(reinterpret_cast<QwUIntPtr>(&m_pTaps[0]) & 0xf) == 0");
+        m_apConvolvers[c]->SetTaps(in_uNumTaps, m_pTaps.data(), false);
+        if (IsOutOfMemory())
+            return;
+    }
+    m_pTaps.resize(0);
+    m_bTapsLoaded = true;
+}
+
+void KvMuConvolution::Process(uint32_t in_uSamples, float* const* io_ppChannels)
+{
+    if (!m_bTapsLoaded || m_uNumChannels == 0)
+        return;
+    for (uint32_t c = 0; c < m_uNumChannels; ++c)
+        m_apConvolvers[c]->ProcessMono(in_uSamples, io_ppChannels[c]);
+}
+
+void KvMuConvolution::Reset()
+{
+    for (uint32_t c = 0; c < m_apConvolvers.size(); ++c)
+        if (m_apConvolvers[c])
+            m_apConvolvers[c]->Reset();
+}

@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+#include <random>
+#include <vector>
+#include "kvreverbconsole/dsp/modeled/kvmuconvolution.h"
+#include "support/testhost.h"
+
+namespace {
+std::vector<double> DirectConvolution(const std::vector<float>& x, const std::vector<float>& h)
+{
+    std::vector<double> y(x.size(), 0.0);
+    for (size_t n = 0; n < x.size(); ++n)
+        for (size_t k = 0; k < h.size() && k <= n; ++k)
+            y[n] += static_cast<double>(h[k]) * x[n - k];
+    return y;
+}
+} // namespace
+
+TEST(KvMuConvolution, PassesThroughUntilTapsAreLoaded)
+{
+    TestHost host;
+    KvMuConvolution conv(4096, 2, 9, 9);
+    std::vector<float> a(300, 0.5f), b(300, -0.25f);
+    float* p[2] = {a.data(), b.data()};
+    conv.Process(300, p);
+    EXPECT_FALSE(conv.TapsLoaded());
+    for (int t = 0; t < 300; ++t) {
+        ASSERT_EQ(a[t], 0.5f);
+        ASSERT_EQ(b[t], -0.25f);
+    }
+}
+
+TEST(KvMuConvolution, EachChannelConvolvesWithItsArrayWithoutLatency)
+{
+    TestHost host;
+    std::mt19937 rng(21);
+    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
+    std::vector<float> h0(1500), h1(1500);
+    for (size_t k = 0; k < h0.size(); ++k) {
+        h0[k] = dist(rng) * std::exp(-0.003f * k);
+        h1[k] = dist(rng) * std::exp(-0.003f * k);
+    }
+    // Offset by one float so the arrays are not 16-byte aligned, as inside a model record.
+    std::vector<float> storage(1 + 2 * 1500);
+    std::copy(h0.begin(), h0.end(), storage.begin() + 1);
+    std::copy(h1.begin(), h1.end(), storage.begin() + 1 + 1500);
+    const float* taps[2] = {storage.data() + 1, storage.data() + 1 + 1500};
+    // Four channels over two arrays: channels 2 and 3 reuse arrays 0 and 1.
+    KvMuConvolution conv(24000, 4, 9, 9);
+    conv.SetTaps(2, 1500, taps);
+    ASSERT_TRUE(conv.TapsLoaded());
+    const size_t n = 5000;
+    std::vector<std::vector<float>> x(4, std::vector<float>(n));
+    for (auto& ch : x)
+        for (float& v : ch)
+            v = dist(rng);
+    auto y = x;
+    std::uniform_int_distribution<uint32_t> len(1, 1536);
+    for (size_t t = 0; t < n;) {
+        const uint32_t k = static_cast<uint32_t>(std::min<size_t>(len(rng), n - t));
+        float* p[4] = {y[0].data() + t, y[1].data() + t, y[2].data() + t, y[3].data() + t};
+        conv.Process(k, p);
+        t += k;
+    }
+    for (int c = 0; c < 4; ++c) {
+        const std::vector<double> ref = DirectConvolution(x[c], c % 2 ? h1 : h0);
+        for (size_t t = 0; t < n; ++t)
+            ASSERT_NEAR(y[c][t], ref[t], 2e-4) << "channel " << c << " sample " << t; // float FFT over 1500 taps
+    }
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(KvMuConvolution, ZeroTapsSilenceAndResetClears)
+{
+    TestHost host;
+    KvMuConvolution conv(4096, 1, 9, 9);
+    std::vector<float> h = {0.5f, 0.25f};
+    const float* taps[1] = {h.data()};
+    conv.SetTaps(1, 2, taps);
+    std::vector<float> a(100, 1.0f);
+    float* p[1] = {a.data()};
+    conv.Process(100, p);
+    EXPECT_NEAR(a[50], 0.75f, 1e-6f);
+    conv.Reset();
+    std::vector<float> impulse(10, 0.0f);
+    impulse[0] = 1.0f;
+    p[0] = impulse.data();
+    conv.Process(10, p);
+    EXPECT_NEAR(impulse[0], 0.5f, 1e-6f);
+    EXPECT_NEAR(impulse[1], 0.25f, 1e-6f);
+    EXPECT_NEAR(impulse[2], 0.0f, 1e-6f); // nothing left of the signal before the reset
+
+    conv.SetTaps(1, 0, taps);
+    std::vector<float> b(64, 1.0f);
+    p[0] = b.data();
+    conv.Process(64, p);
+    for (float v : b)
+        ASSERT_EQ(v, 0.0f);
+}

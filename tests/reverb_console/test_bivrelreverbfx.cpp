@@ -1,0 +1,321 @@
+#include <gtest/gtest.h>
+#include <cmath>
+#include <cstring>
+#include <vector>
+#include "qwfx/lib/qwreverbmodel.h"
+#include "reverb_console/qwent/audioenginefx/src/bivrelreverb_qwentfx.h"
+#include "support/testhost.h"
+
+namespace {
+// A model whose late path is silent (one zero equaliser tap) and whose early response is a unit
+// tap: the effect is then a pure mixing matrix, dry gain x input plus wet gain x folded input.
+QwReverbModel MixingModel()
+{
+    QwReverbModel model;
+    model.afEqualiser[0] = model.afEqualiser[1] = {0.0f};
+    model.afEarly[0] = model.afEarly[1] = {1.0f};
+    return model;
+}
+
+struct Reverb
+{
+    Reverb(TestHost& io_host, const std::vector<uint8_t>& in_media, uint16_t in_uMaxFrames = 256)
+        : host(io_host), context(in_uMaxFrames)
+    {
+        context.media = in_media;
+        pParams = static_cast<BivrelReverbFXParams*>(BivrelReverbFXParams::Create(&host.allocator));
+        pParams->Init(&host.allocator, nullptr, 0);
+        pEffect = static_cast<BivrelReverbFX*>(BivrelReverbFX::Create(&host.allocator));
+    }
+    ~Reverb()
+    {
+        pEffect->Term(&host.allocator);
+        pParams->Term(&host.allocator);
+    }
+    QwResult Init(uint32_t in_uChannels, uint32_t in_uMask, uint32_t in_uRate = 48000)
+    {
+        format = QwFormat{in_uRate, QwMakeChannelConfig(in_uChannels, in_uMask), 0};
+        return pEffect->Init(&host.allocator, &context, pParams, format);
+    }
+    void Set(uint16_t in_uId, float in_fValue) { pParams->SetParam(in_uId, &in_fValue, 4); }
+    // One block of in_uFrames valid frames, channels of in_uMax stride.
+    void Run(std::vector<float>& io_data, uint16_t in_uMax, uint16_t in_uValid, uint32_t in_eState = QW_Success)
+    {
+        buffer = QwAudioBuffer{io_data.data(), format.uChannelConfig, in_eState, in_uMax, in_uValid};
+        pEffect->Execute(&buffer);
+    }
+    TestHost& host;
+    TestEffectContext context;
+    QwFormat format{};
+    QwAudioBuffer buffer{};
+    BivrelReverbFXParams* pParams;
+    BivrelReverbFX* pEffect;
+};
+
+float Db(float in_fDb)
+{
+    return std::pow(10.0f, in_fDb / 20.0f);
+}
+} // namespace
+
+TEST(BivrelReverbFX, ParameterBlockPutsTheOrderSeventh)
+{
+    TestHost host;
+    Reverb fx(host, QwWriteReverbModel(MixingModel()));
+    std::vector<uint8_t> block(60, 0);
+    const float afValues[15] = {0.7f, 300.0f, 8000.0f, 1.5f, 1.0f, 0.5f, 0.0f, -1.0f, -2.0f, 5.0f, 6.0f, -3.0f, -4.0f,
+                                -5.0f, -6.0f};
+    for (int i = 0; i < 15; ++i)
+        std::memcpy(&block[4 * i], &afValues[i], 4);
+    const uint32_t uOrder = 12;
+    std::memcpy(&block[24], &uOrder, 4);
+    fx.pParams->Init(&host.allocator, block.data(), 60);
+    EXPECT_EQ(fx.pParams->m_uOrder, 12u);
+    EXPECT_EQ(fx.pParams->fEarlyGain, -1.0f);
+    EXPECT_EQ(fx.pParams->fRearDryOut, -6.0f);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+    ASSERT_EQ(fx.Init(2, QW_MASK_STEREO), QW_Success);
+    EXPECT_EQ(fx.pEffect->GetImpl()->GetFDN()->GetOrder(), 8u); // anything but 16 gives 8
+
+    fx.pParams->SetParamsBlock(block.data(), 59);
+    EXPECT_EQ(host.asserts.Count("in_ulBlockSize == 0 || eResult != QW_Success"), 1u);
+}
+
+TEST(BivrelReverbFX, SetParamGroupsAndUnknownIds)
+{
+    TestHost host;
+    Reverb fx(host, QwWriteReverbModel(MixingModel()));
+    fx.pParams->m_bRtDirty = fx.pParams->m_bModelDirty = 0;
+    const float f = 1.0f;
+    EXPECT_EQ(fx.pParams->SetParam(15, &f, 4), static_cast<QwResult>(31));
+    EXPECT_EQ(fx.pParams->m_bRtDirty + fx.pParams->m_bModelDirty, 0);
+    fx.pParams->SetParam(14, &f, 4);
+    EXPECT_EQ(fx.pParams->m_bModelDirty, 1);
+    EXPECT_EQ(fx.pParams->m_bRtDirty, 0);
+    fx.pParams->SetParam(9, &f, 4);
+    EXPECT_EQ(fx.pParams->fRearPreDelay, 1.0f);
+    EXPECT_EQ(fx.pParams->m_bRtDirty, 1);
+}
+
+TEST(BivrelReverbFX, ModelOverridesTheNetworkValuesAndSetsTheTail)
+{
+    TestHost host;
+    QwReverbModel model = MixingModel();
+    model.fDecayTime = 0.5f;
+    model.fLowMultiplier = 1.0f;
+    model.fMidMultiplier = 2.0f;
+    model.fHighMultiplier = 0.5f;
+    model.fLowCrossover = 250.0f;
+    Reverb fx(host, QwWriteReverbModel(model));
+    ASSERT_EQ(fx.Init(2, QW_MASK_STEREO), QW_Success);
+    EXPECT_EQ(fx.pParams->fDecayTime, 0.5f);
+    EXPECT_EQ(fx.pParams->fMidMultiplier, 2.0f);
+    EXPECT_EQ(fx.pParams->fLowCrossover, 250.0f);
+    EXPECT_EQ(fx.pParams->m_bModelDirty, 1);
+    // 48000 x 0.5 x 8 x 2: the time to fall 120 dB in the slowest band.
+    EXPECT_EQ(fx.pEffect->GetTailFrames(), 384000u);
+    EXPECT_TRUE(fx.pEffect->ProbeFlag());
+    EXPECT_EQ(fx.pEffect->ProbeCode(), 1u);
+}
+
+TEST(BivrelReverbFX, MediaIsRequiredAndChecked)
+{
+    TestHost host;
+    {
+        Reverb fx(host, {});
+        EXPECT_EQ(fx.Init(2, QW_MASK_STEREO), static_cast<QwResult>(79));
+    }
+    std::vector<uint8_t> record = QwWriteReverbModel(MixingModel());
+    record.push_back(0);
+    {
+        Reverb fx(host, record);
+        EXPECT_EQ(fx.Init(2, QW_MASK_STEREO), static_cast<QwResult>(52));
+        EXPECT_EQ(host.asserts.Count("false"), 1u);
+        // Refused before anything was applied: the network keeps its defaults.
+        EXPECT_EQ(fx.pEffect->GetImpl()->GetDecayTime(), 0.5f);
+        EXPECT_EQ(fx.pEffect->GetImpl()->GetLowCrossover(), 400.0f);
+    }
+    // No equaliser taps at all is a legal record when the early part fits.
+    QwReverbModel model = MixingModel();
+    model.afEqualiser[0].clear();
+    model.afEqualiser[1].clear();
+    const std::vector<uint8_t> noEq = QwWriteReverbModel(model);
+    EXPECT_EQ(noEq.size(), 36u + 8u);
+    Reverb fx(host, noEq);
+    EXPECT_EQ(fx.Init(2, QW_MASK_STEREO), QW_Success);
+    Reverb bad(host, QwWriteReverbModel(MixingModel()));
+    EXPECT_EQ(bad.Init(4, 0x60B), static_cast<QwResult>(78));
+}
+
+TEST(BivrelReverbFX, FiveOneFoldsTheCentreAndLeavesTheLowFrequencyDry)
+{
+    TestHost host;
+    Reverb fx(host, QwWriteReverbModel(MixingModel()));
+    ASSERT_EQ(fx.Init(6, QW_MASK_5_1), QW_Success);
+    fx.Set(BivrelReverbFXParams::FRONT_DRY_OUT, -6.0f);
+    fx.Set(BivrelReverbFXParams::REAR_DRY_OUT, -12.0f);
+    fx.Set(BivrelReverbFXParams::FRONT_WET_OUT, -3.0f);
+    fx.Set(BivrelReverbFXParams::REAR_WET_OUT, -9.0f);
+    const uint16_t M = 64;
+    std::vector<float> data(6 * M, 0.0f);
+    const float x[6] = {0.1f, 0.2f, 0.3f, 0.05f, 0.07f, 0.4f}; // channel order of the block
+    for (int c = 0; c < 6; ++c)
+        data[c * M] = x[c];
+    fx.Run(data, M, M);
+    // Slots: 0 <- ch0, 1 <- ch1, 2 <- ch3, 3 <- ch4, 4 (centre) <- ch2, 5 (low frequency) <- ch5.
+    const float dF = Db(-6), dR = Db(-12), wF = Db(-3), wR = Db(-9);
+    const float wet0 = wF * (x[0] + 0.5f * x[2]);
+    const float wet1 = wF * (x[1] + 0.5f * x[2]);
+    const float tol = 2e-6f;
+    EXPECT_NEAR(data[0 * M], dF * x[0] + wet0, tol);
+    EXPECT_NEAR(data[1 * M], dF * x[1] + wet1, tol);
+    EXPECT_NEAR(data[3 * M], dR * x[3] + wR * x[3], tol);
+    EXPECT_NEAR(data[4 * M], dR * x[4] + wR * x[4], tol);
+    EXPECT_NEAR(data[2 * M], dF * x[2] + 0.5f * wet0 + 0.5f * wet1, tol);
+    EXPECT_NEAR(data[5 * M], dF * x[5], tol); // only ever scaled by the dry gain
+    for (int c = 0; c < 6; ++c)
+        for (int t = 1; t < M; ++t)
+            ASSERT_NEAR(data[c * M + t], 0.0f, 1e-7f);
+}
+
+TEST(BivrelReverbFX, SevenOneSharesTheRearReverberation)
+{
+    TestHost host;
+    Reverb fx(host, QwWriteReverbModel(MixingModel()));
+    ASSERT_EQ(fx.Init(8, QW_MASK_7_1), QW_Success);
+    fx.Set(BivrelReverbFXParams::FRONT_DRY_OUT, -96.3f);
+    fx.Set(BivrelReverbFXParams::REAR_DRY_OUT, -96.3f);
+    const uint16_t M = 32;
+    std::vector<float> data(8 * M, 0.0f);
+    const float x[8] = {0.1f, 0.2f, 0.3f, 0.01f, 0.02f, 0.03f, 0.04f, 0.5f};
+    for (int c = 0; c < 8; ++c)
+        data[c * M] = x[c];
+    fx.Run(data, M, M);
+    const float d = Db(-96.3f);
+    // Slot 2 <- ch5, 3 <- ch6, 6 <- ch3, 7 <- ch4; slots 6 and 7 feed late 2 and 3 and take them back.
+    const float wet2 = x[5] + x[3];
+    const float wet3 = x[6] + x[4];
+    EXPECT_NEAR(data[5 * M], d * x[5] + wet2, 1e-6f);
+    EXPECT_NEAR(data[6 * M], d * x[6] + wet3, 1e-6f);
+    EXPECT_NEAR(data[3 * M], d * x[3] + wet2, 1e-6f);
+    EXPECT_NEAR(data[4 * M], d * x[4] + wet3, 1e-6f);
+    EXPECT_NEAR(data[7 * M], d * x[7], 1e-6f);
+}
+
+TEST(BivrelReverbFX, StereoIgnoresTheRearValuesAndChecksTheLimits)
+{
+    TestHost host;
+    Reverb fx(host, QwWriteReverbModel(MixingModel()));
+    ASSERT_EQ(fx.Init(2, QW_MASK_STEREO), QW_Success);
+    fx.Set(BivrelReverbFXParams::REAR_WET_OUT, -200.0f); // out of range, but never applied in stereo
+    fx.Set(BivrelReverbFXParams::FRONT_DRY_OUT, -96.3f);
+    std::vector<float> data(2 * 16, 0.0f);
+    fx.Run(data, 16, 16);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+    fx.Set(BivrelReverbFXParams::FRONT_DRY_OUT, -96.4f);
+    fx.Set(BivrelReverbFXParams::FRONT_WET_OUT, 0.0f);
+    data.assign(32, 0.0f);
+    data[0] = 1.0f;
+    fx.Run(data, 16, 16);
+    EXPECT_EQ(host.asserts.Count("fDryOut >= DRY_OUT_MIN && fDryOut <= DRY_OUT_MAX"), 1u);
+    EXPECT_NEAR(data[0], 1.0f + Db(-96.4f), 1e-7f); // the value is used all the same
+    fx.Set(BivrelReverbFXParams::FRONT_WET_OUT, 24.4f);
+    fx.Run(data, 16, 16);
+    EXPECT_EQ(host.asserts.Count("fWetOut >= WET_OUT_MIN && fWetOut <= WET_OUT_MAX"), 1u);
+}
+
+TEST(BivrelReverbFX, PreDelayShiftsTheWetPathOnly)
+{
+    TestHost host;
+    Reverb fx(host, QwWriteReverbModel(MixingModel()), 512);
+    fx.pParams->fFrontPreDelay = 5.0f; // 240 samples at 48 kHz, applied at Init
+    ASSERT_EQ(fx.Init(2, QW_MASK_STEREO), QW_Success);
+    fx.Set(BivrelReverbFXParams::FRONT_DRY_OUT, 0.0f);
+    std::vector<float> data(2 * 512, 0.0f);
+    data[0] = 1.0f;
+    fx.Run(data, 512, 512);
+    EXPECT_NEAR(data[0], 1.0f, 1e-6f);
+    EXPECT_NEAR(data[240], 1.0f, 1e-6f);
+    for (int t = 1; t < 512; ++t) {
+        if (t == 240)
+            continue;
+        ASSERT_NEAR(data[t], 0.0f, 1e-7f) << t;
+    }
+}
+
+TEST(BivrelReverbFX, PreDelayChangeCrossFadesOver128Samples)
+{
+    TestHost host;
+    Reverb fx(host, QwWriteReverbModel(MixingModel()), 512);
+    fx.pParams->fFrontPreDelay = 5.0f; // 240 samples
+    ASSERT_EQ(fx.Init(2, QW_MASK_STEREO), QW_Success);
+    fx.Set(BivrelReverbFXParams::FRONT_DRY_OUT, -96.3f);
+    // A ramp makes the read position visible: a delay of d gives t - d.
+    std::vector<float> data(2 * 512, 0.0f);
+    float fNext = 0.0f;
+    auto Block = [&]() {
+        for (int t = 0; t < 512; ++t)
+            data[t] = fNext + t;
+        fNext += 512.0f;
+        fx.Run(data, 512, 512);
+    };
+    Block();
+    Block();
+    EXPECT_NEAR(data[100], 512.0f + 100.0f - 240.0f, 0.05f);
+    fx.Set(BivrelReverbFXParams::FRONT_PRE_DELAY, 10.0f); // 480 samples, faded from the next block
+    Block();
+    const float fDry = Db(-96.3f);
+    for (int k = 0; k < 140; ++k) {
+        const float t = 1024.0f + k;
+        // Weights k+1 over 128 of the new position for 127 samples, then the new one alone.
+        const float w = k < 127 ? (k + 1) / 128.0f : 1.0f;
+        const float fExpected = (1.0f - w) * (t - 240.0f) + w * (t - 480.0f) + fDry * t;
+        ASSERT_NEAR(data[k], fExpected, 0.05f) << k;
+    }
+}
+
+TEST(BivrelReverbFX, TailRingsAndExecuteAllocatesNothing)
+{
+    TestHost host;
+    QwReverbModel model = QwSyntheticReverbModel(48000, 50.0f);
+    model.fDecayTime = 0.1f; // tail = 48000 x 0.1 x 8 = 38400 frames
+    Reverb fx(host, QwWriteReverbModel(model), 512);
+    ASSERT_EQ(fx.Init(2, QW_MASK_STEREO), QW_Success);
+    ASSERT_EQ(fx.pEffect->GetTailFrames(), 38400u);
+    const uint64_t uCalls = host.allocator.AllocCalls();
+    std::vector<float> data(1024, 0.0f);
+    data[0] = 1.0f;
+    fx.Run(data, 512, 100, QW_InputEnded);
+    uint32_t uBlocks = 1;
+    while (fx.buffer.eState == QW_DataReady && uBlocks < 1000) {
+        std::fill(data.begin(), data.end(), 0.0f);
+        fx.Run(data, 512, 0, QW_InputEnded);
+        ++uBlocks;
+    }
+    // 38400 frames of tail, 412 of them in the first block: ceil(37988 / 512) more blocks.
+    EXPECT_EQ(uBlocks, 1u + 75u);
+    EXPECT_EQ(host.allocator.AllocCalls(), uCalls);
+}
+
+TEST(BivrelReverbFX, AllocationFailureAtEveryStep)
+{
+    TestHost host;
+    const std::vector<uint8_t> media = QwWriteReverbModel(QwSyntheticReverbModel(16000, 20.0f));
+    uint64_t uNeeded = 0;
+    {
+        Reverb fx(host, media);
+        const uint64_t uBefore = host.allocator.AllocCalls();
+        ASSERT_EQ(fx.Init(2, QW_MASK_STEREO, 16000), QW_Success);
+        uNeeded = host.allocator.AllocCalls() - uBefore;
+    }
+    ASSERT_GT(uNeeded, 20u);
+    for (uint64_t k = 1; k <= uNeeded; ++k) {
+        {
+            Reverb fx(host, media);
+            host.allocator.FailAt(k);
+            EXPECT_EQ(fx.Init(2, QW_MASK_STEREO, 16000), static_cast<QwResult>(52)) << "k = " << k;
+            host.allocator.FailAt(0);
+        }
+        ASSERT_TRUE(host.allocator.Balanced()) << "k = " << k;
+    }
+}
