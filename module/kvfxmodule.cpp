@@ -5,6 +5,7 @@
 #include "skrel_console/delay/qwent/audioenginefx/kvskreldelayfx.h"
 #include "skrel_console/distortion/qwent/audioenginefx/kvskreldistortionfx.h"
 #include "skrel_console/dynamics/qwent/audioenginefx/kvskreldynamicsfx.h"
+#include "skrel_console/filter/qwent/audioenginefx/kvskrelfiltersfx.h"
 
 namespace {
 
@@ -18,6 +19,7 @@ struct Registrar
         QwPushRegistration(KvSkrelDelayRegistration());      // 3 delay (4)
         QwPushRegistration(KvSkrelDistortionRegistration()); // 4 distortion (3)
         QwPushRegistration(KvSkrelDynamicsRegistration());   // 5 dynamics (5)
+        QwPushRegistration(KvSkrelFiltersRegistration());    // 6 filters (6)
     }
 };
 
