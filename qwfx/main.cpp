@@ -18,6 +18,8 @@ const char* const USAGE =
     "  bench [EFFECT] [--seconds S]  speed of each effect and preset at blocks of 512 and 64\n"
     "  curve ALGORITHM [--drive D] [--character C] [--svg FILE]\n"
     "                            static transfer curve of a distortion algorithm (number or name)\n"
+    "  response EFFECT           magnitude response from an impulse, mono; printed, or drawn\n"
+    "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--svg FILE] [--rate HZ] [--length N]\n"
     "EFFECT is a short name (qwfx list) or a plug-in id.\n";
 
 } // namespace
@@ -60,5 +62,7 @@ int main(int argc, char** argv)
         return QwfxBoxModel(args);
     if (sCommand == "curve")
         return QwfxCurve(args);
+    if (sCommand == "response")
+        return QwfxResponse(args);
     return QwfxError(QWFX_USAGE, "unknown command '" + sCommand + "' (try qwfx --help)");
 }

@@ -40,6 +40,7 @@ int QwfxRender(const QwfxArgs& in_args);
 int QwfxDemo(const QwfxArgs& in_args);
 int QwfxBench(const QwfxArgs& in_args);
 int QwfxBoxModel(const QwfxArgs& in_args);
+int QwfxResponse(const QwfxArgs& in_args);
 int QwfxCurve(const QwfxArgs& in_args);
 
 // The SVG sheet of all distortion curves, written by qwfx demo; false with a reason.

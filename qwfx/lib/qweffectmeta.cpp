@@ -5,16 +5,20 @@
 // Each effect's table lives in its own file (qwfx/lib/meta_<effect>.cpp) and is listed here
 // in walk order: multiband distortion 9, filters 6, dynamics 5, distortion 3, delay 4,
 // box modeler 7, reverb 2.
+extern const QwEffectMeta g_qwFiltersMeta;
 extern const QwEffectMeta g_qwDynamicsMeta;
 extern const QwEffectMeta g_qwDistortionMeta;
+extern const QwEffectMeta g_qwDelayMeta;
 extern const QwEffectMeta g_qwBoxModelerMeta;
 extern const QwEffectMeta g_qwReverbMeta;
 
 const std::vector<const QwEffectMeta*>& QwAllEffectMeta()
 {
     static const std::vector<const QwEffectMeta*> s_all = {
+        &g_qwFiltersMeta,
         &g_qwDynamicsMeta,
         &g_qwDistortionMeta,
+        &g_qwDelayMeta,
         &g_qwBoxModelerMeta,
         &g_qwReverbMeta,
     };

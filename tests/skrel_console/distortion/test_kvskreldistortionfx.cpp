@@ -378,3 +378,16 @@ TEST(KvSkrelDistortionFX, PendingAllocatorFailureSkipsTheBlockAndKeepsTheFlags)
     EXPECT_FALSE(fx.pParams->m_bGainsChanged || fx.pParams->m_bAlgorithmsChanged);
     EXPECT_NEAR(fx.data[3], std::tanh(static_cast<double>(in[3])) * std::pow(10.0, -3.0 / 20), 1e-6);
 }
+
+TEST(KvSkrelDistortionFX, BlockWithFewerChannelsIsReportedAndLeftAlone)
+{
+    TestHost host;
+    Instance fx(host, 2);
+    ASSERT_EQ(fx.Init(), QW_Success);
+    fx.SetU(5, 17);
+    std::vector<float> mono(64, 0.5f);
+    QwAudioBuffer buffer = {mono.data(), QwMakeChannelConfig(1, QW_MASK_MONO), QW_DataReady, 64, 64};
+    fx.pEffect->Execute(&buffer);
+    EXPECT_EQ(host.asserts.Count("in_uIndex < NumChannels()"), 1u);
+    EXPECT_EQ(mono, std::vector<float>(64, 0.5f));
+}

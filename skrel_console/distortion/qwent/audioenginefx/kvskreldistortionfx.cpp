@@ -4,44 +4,43 @@ QwResult KvSkrelDistortionFX::Init(QwPluginMemAlloc* in_pAllocator, QwEffectCont
                                    QwPluginParam* in_pParams, QwFormat& io_format)
 {
     BeginInit(in_pAllocator, in_pParams, io_format, false);
-    Params().SetAllDirty();
+    ParamsAs<KvSkrelDistortionFXParams>().SetAllDirty();
     return BuildImpl(in_pContext, static_cast<float>(io_format.uSampleRate),
                      QwChannelCount(io_format.uChannelConfig), false);
 }
 
+void KvSkrelDistortionFX::SendGains(const KvSkrelDistortionFXParams& in_params)
+{
+    for (uint32_t s = 0; s < KvSkrel::NUM_DISTORTION_SLOTS; ++s) {
+        const KvSkrelDistortionFXParams::Slot& slot = in_params.m_aSlots[s];
+        const uint32_t uBase = s * SkrelDistImpl::PARAMS_PER_SLOT;
+        m_pImpl->SetFloatParameter(uBase + SkrelDistImpl::PARAM_INPUT_GAIN, slot.fInputGainDb);
+        m_pImpl->SetFloatParameter(uBase + SkrelDistImpl::PARAM_DRIVE, slot.fDrive);
+        m_pImpl->SetFloatParameter(uBase + SkrelDistImpl::PARAM_CHARACTER, slot.fCharacter);
+        m_pImpl->SetFloatParameter(uBase + SkrelDistImpl::PARAM_MIX, slot.fMix);
+        m_pImpl->SetFloatParameter(uBase + SkrelDistImpl::PARAM_OUTPUT_GAIN, slot.fOutputGainDb);
+    }
+}
+
+void KvSkrelDistortionFX::SendAlgorithms(const KvSkrelDistortionFXParams& in_params)
+{
+    for (uint32_t s = 0; s < KvSkrel::NUM_DISTORTION_SLOTS; ++s)
+        m_pImpl->SetUIntParameter(s * SkrelDistImpl::PARAMS_PER_SLOT + SkrelDistImpl::PARAM_ALGORITHM,
+                                  in_params.m_aSlots[s].uAlgorithm);
+}
+
 void KvSkrelDistortionFX::Execute(QwAudioBuffer* io_pBuffer)
 {
-    KvSkrelDistortionFXParams& params = Params();
+    KvSkrelDistortionFXParams& params = ParamsAs<KvSkrelDistortionFXParams>();
     // Gains first, so that a new algorithm derives its drive and wet gain from the values just set.
-    if (params.m_bGainsChanged) {
-        for (uint32_t s = 0; s < KvSkrel::NUM_DISTORTION_SLOTS; ++s) {
-            const KvSkrelDistortionFXParams::Slot& slot = params.m_aSlots[s];
-            const uint32_t uBase = 1 + s * SkrelDistImpl::PARAMS_PER_SLOT;
-            m_pImpl->SetFloatParameter(uBase + 0, slot.fInputGainDb);
-            m_pImpl->SetFloatParameter(uBase + 1, slot.fDrive);
-            m_pImpl->SetFloatParameter(uBase + 2, slot.fCharacter);
-            m_pImpl->SetFloatParameter(uBase + 3, slot.fMix);
-            m_pImpl->SetFloatParameter(uBase + 4, slot.fOutputGainDb);
-        }
-        if (IsOutOfMemory())
-            return;
-        params.m_bGainsChanged = 0;
-    }
-    if (params.m_bAlgorithmsChanged) {
-        m_pImpl->SetUIntParameter(SkrelDistImpl::PARAM_ALGORITHM, params.m_aSlots[0].uAlgorithm);
-        m_pImpl->SetUIntParameter(SkrelDistImpl::PARAM_ALGORITHM + SkrelDistImpl::PARAMS_PER_SLOT,
-                                  params.m_aSlots[1].uAlgorithm);
-        if (IsOutOfMemory())
-            return;
-        params.m_bAlgorithmsChanged = 0;
-    }
-    // The channel count is at most 255, so the pointers fit on the stack.
-    float* apChannels[256];
-    const uint32_t uChannels = m_pImpl->NumChannels();
-    for (uint32_t i = 0; i < uChannels; ++i)
-        apChannels[i] = io_pBuffer->GetChannel(i);
-    // A buffer with fewer channels than the format has been reported above; run nothing past it.
-    if (uChannels > io_pBuffer->NumChannels())
+    if (!ApplyDirtyGroup(params.m_bGainsChanged, [&] { SendGains(params); }))
+        return;
+    if (!ApplyDirtyGroup(params.m_bAlgorithmsChanged, [&] { SendAlgorithms(params); }))
+        return;
+
+    float* apChannels[QW_MAX_CHANNELS];
+    // A block with fewer channels than the format is reported while gathering and left alone.
+    if (QwGatherChannels(*io_pBuffer, apChannels, m_pImpl->NumChannels()) != m_pImpl->NumChannels())
         return;
     m_pImpl->Process(io_pBuffer->uValidFrames, apChannels);
 }

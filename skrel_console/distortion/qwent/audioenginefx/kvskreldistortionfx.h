@@ -18,7 +18,8 @@ public:
     static QwEffectPlugin* Create(QwPluginMemAlloc* in_pAllocator) { return CreateAs<KvSkrelDistortionFX>(in_pAllocator); }
 
 private:
-    KvSkrelDistortionFXParams& Params() { return *static_cast<KvSkrelDistortionFXParams*>(m_pParams); }
+    void SendGains(const KvSkrelDistortionFXParams& in_params);
+    void SendAlgorithms(const KvSkrelDistortionFXParams& in_params);
 };
 
 // The module's record for this effect.

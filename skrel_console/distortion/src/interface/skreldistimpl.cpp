@@ -1,5 +1,6 @@
 #include "skrel_console/distortion/src/interface/skreldistimpl.h"
-#include "host/qweffectframe.h"
+#include "host/qwassert.h"
+#include "host/qwprocesspadded.h"
 
 using namespace KvSkrel;
 

@@ -1,0 +1,25 @@
+// An owning IIR filter on float audio whose recursion runs in double precision: a direct form of
+// any order or a cascade of biquads. Used where coefficients sit close to the unit circle.
+#pragma once
+#include <cstdint>
+#include "kvdspbase/dsp/iirfilterbase.h"
+
+class IirFilter : public IirFilterBase<double>
+{
+public:
+    // Taps section by section as b0..bN, a0..aN (null: pass-through). Allocates; an order of 0,
+    // or a cascade whose order is not 2, reports "false" and leaves a filter that does nothing.
+    IirFilter(uint32_t uOrder, const double* pTaps, uint32_t uNumBiquads);
+
+    // Without a state: reports "false" and returns the input.
+    float ProcessSample(float fIn);
+    // Chunks of at most 256 samples through the double scratch. Allocates nothing.
+    void Process(uint32_t uSamples, const float* pInput, float* pOutput);
+    void Process(uint32_t uSamples, float* pInOut) { Process(uSamples, pInOut, pInOut); }
+
+private:
+    static const uint32_t CHUNK_SIZE = 256;
+
+    common_vector<double> m_InBuffer;
+    common_vector<double> m_OutBuffer;
+};

@@ -1,0 +1,18 @@
+// The single-precision twin of IirFilter: same interface, recursion in float, no conversion.
+#pragma once
+#include <cstdint>
+#include "kvdspbase/dsp/iirfilterbase.h"
+
+class IirFilterFast : public IirFilterBase<float>
+{
+public:
+    // Taps section by section as b0..bN, a0..aN (null: pass-through). Allocates.
+    IirFilterFast(uint32_t uOrder, const float* pTaps, uint32_t uNumBiquads);
+
+    // Chunks of at most 256 samples straight through the primitive. Allocates nothing.
+    void Process(uint32_t uSamples, const float* pInput, float* pOutput);
+    void Process(uint32_t uSamples, float* pInOut) { Process(uSamples, pInOut, pInOut); }
+
+private:
+    static const uint32_t CHUNK_SIZE = 256;
+};
