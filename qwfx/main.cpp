@@ -17,7 +17,8 @@ const char* const USAGE =
     "                            pack an impulse response as the box modeler's media\n"
     "  bench [EFFECT] [--seconds S]  speed of each effect and preset at blocks of 512 and 64\n"
     "  curve ALGORITHM [--drive D] [--character C] [--svg FILE]\n"
-    "                            static transfer curve of a distortion algorithm (number or name)\n"
+    "                            static transfer curve of a distortion algorithm (number or name;\n"
+    "                            all --svg FILE draws the sheet of all 48)\n"
     "  response EFFECT           magnitude response from an impulse, mono; printed, or drawn\n"
     "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--svg FILE] [--rate HZ] [--length N]\n"
     "EFFECT is a short name (qwfx list) or a plug-in id.\n";
