@@ -2,6 +2,8 @@
 // g_pQWPluginList meets them in the reverse order: 9, 6, 5, 3, 4, 7, 2.
 #include "host/qwpluginregistration.h"
 #include "reverb_console/qwent/audioenginefx/src/bivrelreverb_qwentfx.h"
+#include "skrel_console/box_modeler/qwent/audioenginefx/kvskrelboxmodelerfx.h"
+#include "skrel_console/delay/qwent/audioenginefx/kvskreldelayfx.h"
 #include "skrel_console/distortion/qwent/audioenginefx/kvskreldistortionfx.h"
 #include "skrel_console/dynamics/qwent/audioenginefx/kvskreldynamicsfx.h"
 #include "skrel_console/filter/qwent/audioenginefx/kvskrelfiltersfx.h"
@@ -14,7 +16,9 @@ struct Registrar
 {
     Registrar()
     {
-        QwPushRegistration(BivrelReverbRegistration());        // 1 reverb (2)
+        QwPushRegistration(BivrelReverbRegistration());      // 1 reverb (2)
+        QwPushRegistration(KvSkrelBoxModelerRegistration()); // 2 box modeler (7)
+        QwPushRegistration(KvSkrelDelayRegistration());      // 3 delay (4)
         QwPushRegistration(KvSkrelDistortionRegistration()); // 4 distortion (3)
         QwPushRegistration(KvSkrelDynamicsRegistration());   // 5 dynamics (5)
         QwPushRegistration(KvSkrelFiltersRegistration());    // 6 filters (6)

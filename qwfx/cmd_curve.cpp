@@ -1,6 +1,7 @@
 // qwfx curve ALGORITHM [--drive D] [--character C] [--svg FILE]: the static transfer curve of
 // one distortion algorithm (input -1.5 to 1.5, Mix 100, gains 0 dB), as two columns or an SVG
-// plot; and the sheet of all 48 curves that qwfx demo writes. Runs the engine in-process.
+// plot; "all" with --svg draws the sheet of all 48 curves that qwfx demo also writes. Runs the
+// engine in-process.
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -183,6 +184,14 @@ int QwfxCurve(const QwfxArgs& in_args)
     }
     if (sAlgorithm.empty())
         return QwfxError(QWFX_USAGE, "usage: qwfx curve ALGORITHM [--drive D] [--character C] [--svg FILE]");
+    if (sAlgorithm == "all") {
+        if (sSvg.empty())
+            return QwfxError(QWFX_USAGE, "qwfx curve all needs --svg FILE");
+        if (!QwfxWriteCurveSheet(sSvg, sError))
+            return QwfxError(QWFX_FAILED, sError);
+        std::printf("all %u curves -> %s\n", QW_DISTORTION_ALGORITHMS, sSvg.c_str());
+        return QWFX_OK;
+    }
     uint32_t uAlgorithm = 0;
     if (!ParseAlgorithm(sAlgorithm, uAlgorithm))
         return QwfxError(QWFX_USAGE, "unknown algorithm '" + sAlgorithm +

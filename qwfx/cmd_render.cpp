@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include "qwfx/lib/qwassertreport.h"
 #include "qwfx/lib/qwaudiofile.h"
+#include "qwfx/lib/qwboxmodel.h"
 #include "qwfx/lib/qweffectsetup.h"
 #include "qwfx/lib/qwhostallocator.h"
 #include "qwfx/lib/qwlayout.h"
@@ -20,6 +21,7 @@ struct RenderOptions
     std::string sParamsFile;
     std::vector<std::string> sets;
     std::string sMediaFile;
+    std::string sIrFile; // box modeler: an impulse response packed in memory
     std::string sBlock = "512";
     std::string sLayout;
     std::string sMaxTail = "30";
@@ -32,6 +34,7 @@ bool ParseOptions(const std::vector<std::string>& in_args, RenderOptions& out_op
         std::string sValue;
         if (QwfxTakeOption(in_args, i, "--params", out_options.sParamsFile, out_sError) ||
             QwfxTakeOption(in_args, i, "--media", out_options.sMediaFile, out_sError) ||
+            QwfxTakeOption(in_args, i, "--ir", out_options.sIrFile, out_sError) ||
             QwfxTakeOption(in_args, i, "--block", out_options.sBlock, out_sError) ||
             QwfxTakeOption(in_args, i, "--layout", out_options.sLayout, out_sError) ||
             QwfxTakeOption(in_args, i, "--max-tail", out_options.sMaxTail, out_sError))
@@ -48,7 +51,7 @@ bool ParseOptions(const std::vector<std::string>& in_args, RenderOptions& out_op
     }
     if (out_sError.empty() && out_options.positional.size() != 3)
         out_sError = "usage: qwfx render EFFECT IN OUT [--params BLOCK.bin] [--set NAME|ID=VALUE]... "
-                     "[--media FILE] [--block N] [--layout L] [--max-tail SECONDS] [--strict]";
+                     "[--media FILE | --ir IR.wav] [--block N] [--layout L] [--max-tail SECONDS] [--strict]";
     return out_sError.empty();
 }
 
@@ -106,6 +109,10 @@ int QwfxRender(const QwfxArgs& in_args)
     if (!options.sParamsFile.empty() && !QwReadBinaryFile(options.sParamsFile, setup.paramBlock, sError))
         return QwfxError(QWFX_FAILED, sError);
     if (!options.sMediaFile.empty() && !QwReadBinaryFile(options.sMediaFile, setup.media, sError))
+        return QwfxError(QWFX_FAILED, sError);
+    if (!options.sIrFile.empty() && !options.sMediaFile.empty())
+        return QwfxError(QWFX_USAGE, "give --media or --ir, not both");
+    if (!options.sIrFile.empty() && !QwBoxModelFromFile(options.sIrFile, 0, 0.0f, setup.media, sError))
         return QwfxError(QWFX_FAILED, sError);
     setup.format = QwFormat{input.uSampleRate, QwChannelConfigFor(input.NumChannels(), pLayout), 0};
     setup.uBlockFrames = static_cast<uint16_t>(sBlock);

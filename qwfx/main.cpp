@@ -10,12 +10,15 @@ const char* const USAGE =
     "  list                      the module's effects, in registration order\n"
     "  params EFFECT             an effect's parameters\n"
     "  render EFFECT IN OUT      run an effect over an audio file, writing a 32-bit float WAV\n"
-    "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--media FILE] [--block N]\n"
+    "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--media FILE | --ir IR.wav] [--block N]\n"
     "      [--layout mono|stereo|4.0|5.0|5.1|7.1] [--max-tail SECONDS] [--strict]\n"
     "  demo [DIR]                render a test programme through every effect (default qwfx-demo/)\n"
+    "  box-model IR.wav -o MODEL.bin [--channel N] [--gain-db G]\n"
+    "                            pack an impulse response as the box modeler's media\n"
     "  bench [EFFECT] [--seconds S]  speed of each effect and preset at blocks of 512 and 64\n"
     "  curve ALGORITHM [--drive D] [--character C] [--svg FILE]\n"
-    "                            static transfer curve of a distortion algorithm (number or name)\n"
+    "                            static transfer curve of a distortion algorithm (number or name;\n"
+    "                            all --svg FILE draws the sheet of all 48)\n"
     "  response EFFECT           magnitude response from an impulse, mono; printed, or drawn\n"
     "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--svg FILE] [--rate HZ] [--length N]\n"
     "EFFECT is a short name (qwfx list) or a plug-in id.\n";
@@ -56,6 +59,8 @@ int main(int argc, char** argv)
         return QwfxDemo(args);
     if (sCommand == "bench")
         return QwfxBench(args);
+    if (sCommand == "box-model")
+        return QwfxBoxModel(args);
     if (sCommand == "curve")
         return QwfxCurve(args);
     if (sCommand == "response")

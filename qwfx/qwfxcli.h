@@ -39,6 +39,7 @@ int QwfxParams(const QwfxArgs& in_args);
 int QwfxRender(const QwfxArgs& in_args);
 int QwfxDemo(const QwfxArgs& in_args);
 int QwfxBench(const QwfxArgs& in_args);
+int QwfxBoxModel(const QwfxArgs& in_args);
 int QwfxResponse(const QwfxArgs& in_args);
 int QwfxCurve(const QwfxArgs& in_args);
 

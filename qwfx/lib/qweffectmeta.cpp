@@ -8,6 +8,8 @@
 extern const QwEffectMeta g_qwFiltersMeta;
 extern const QwEffectMeta g_qwDynamicsMeta;
 extern const QwEffectMeta g_qwDistortionMeta;
+extern const QwEffectMeta g_qwDelayMeta;
+extern const QwEffectMeta g_qwBoxModelerMeta;
 extern const QwEffectMeta g_qwReverbMeta;
 
 const std::vector<const QwEffectMeta*>& QwAllEffectMeta()
@@ -16,6 +18,8 @@ const std::vector<const QwEffectMeta*>& QwAllEffectMeta()
         &g_qwFiltersMeta,
         &g_qwDynamicsMeta,
         &g_qwDistortionMeta,
+        &g_qwDelayMeta,
+        &g_qwBoxModelerMeta,
         &g_qwReverbMeta,
     };
     return s_all;

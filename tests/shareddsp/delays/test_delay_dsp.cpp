@@ -1,0 +1,458 @@
+#include <gtest/gtest.h>
+#include <cmath>
+#include <complex>
+#include <vector>
+#include "shareddsp/delays/delay_dsp.h"
+#include "support/testhost.h"
+
+namespace {
+
+std::vector<float> RunDelay(SkrelDelayDsp& io_dsp, std::vector<float> in_samples, uint32_t in_uBlock = 256)
+{
+    for (size_t i = 0; i < in_samples.size(); i += in_uBlock) {
+        const uint32_t uFrames = static_cast<uint32_t>(std::min<size_t>(in_uBlock, in_samples.size() - i));
+        EXPECT_EQ(io_dsp.Process(uFrames, in_samples.data() + i), uFrames);
+    }
+    return in_samples;
+}
+
+// Wet only, no feedback, the widest user filters, clean mode, the delay in force at once.
+void MakeTransparent(SkrelDelayDsp& io_dsp, float in_fDelayMs, uint32_t in_uMode = SkrelDelayDsp::DELAY_MODE_CLEAN)
+{
+    io_dsp.SetParam(SkrelDelayDsp::PARAM_DRY_PERCENT, 0.0f);
+    io_dsp.SetParam(SkrelDelayDsp::PARAM_WET_PERCENT, 100.0f);
+    io_dsp.SetParam(SkrelDelayDsp::PARAM_FEEDBACK_PERCENT, 0.0f);
+    io_dsp.SetParam(SkrelDelayDsp::PARAM_LOW_CUT_HZ, 20.0f);
+    io_dsp.SetParam(SkrelDelayDsp::PARAM_HIGH_CUT_HZ, 20000.0f);
+    io_dsp.SetParam(SkrelDelayDsp::PARAM_DELAY_MS, in_fDelayMs);
+    io_dsp.SetMode(in_uMode);
+    io_dsp.Reset();
+}
+
+size_t FirstAbove(const std::vector<float>& in_y, float in_fLevel)
+{
+    for (size_t i = 0; i < in_y.size(); ++i)
+        if (std::fabs(in_y[i]) > in_fLevel)
+            return i;
+    return in_y.size();
+}
+
+// |H(e^jw)| of a biquad b0 b1 b2 a0 a1 a2, in long double.
+long double Magnitude(const common_vector<double>& in_taps, long double in_fOmega)
+{
+    const std::complex<long double> z1 = std::polar(1.0L, -in_fOmega);
+    const std::complex<long double> z2 = z1 * z1;
+    const std::complex<long double> num = (long double)in_taps[0] + (long double)in_taps[1] * z1 + (long double)in_taps[2] * z2;
+    const std::complex<long double> den = (long double)in_taps[3] + (long double)in_taps[4] * z1 + (long double)in_taps[5] * z2;
+    return std::abs(num / den);
+}
+
+} // namespace
+
+TEST(SkrelDelayDsp, CleanImpulseReturnsAfterRoundedDelayPlusOne)
+{
+    TestHost host;
+    struct Case { uint32_t uRate; float fMs; size_t uExpected; };
+    // 200 ms x 32 = 6400, + 1; 123.4 ms x 44.1 = 5441.94 -> 5442, + 1; 10 ms acts as 40: 1280 + 1.
+    const Case cases[] = {{32000, 200.0f, 6401}, {44100, 123.4f, 5443}, {32000, 10.0f, 1281}};
+    for (const Case& c : cases) {
+        SkrelDelayDsp dsp(c.uRate);
+        MakeTransparent(dsp, c.fMs);
+        EXPECT_EQ(dsp.GetParam(SkrelDelayDsp::PARAM_DELAY_MS), c.fMs); // stored as requested
+        std::vector<float> x(8000, 0.0f);
+        x[0] = 1.0f;
+        const std::vector<float> y = RunDelay(dsp, x);
+        // Before the echo only the filters' anti-denormal drift (order 1e-5) is there.
+        EXPECT_EQ(FirstAbove(y, 1e-3f), c.uExpected) << c.uRate << " Hz, " << c.fMs << " ms";
+        EXPECT_GT(std::fabs(y[c.uExpected]), 0.3f);
+    }
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(SkrelDelayDsp, ReadHeadSkipsIndexZeroOnWrap)
+{
+    TestHost host;
+    SkrelDelayDsp dsp(32000);
+    MakeTransparent(dsp, 200.0f);
+    ASSERT_EQ(dsp.GetDelayLineSize(), 64001u); // 1000 ms x 0.002 x 32000 + 1
+    // Write starts at 6401, read at 0. The read head runs 0..64000 and then jumps to 1, so
+    // from sample 64001 on the gap is 6400: an impulse at 60000 comes back at 66400.
+    std::vector<float> x(70000, 0.0f);
+    x[100] = 1.0f;
+    x[60000] = 1.0f;
+    const std::vector<float> y = RunDelay(dsp, x);
+    EXPECT_EQ(FirstAbove(y, 0.5f), 6501u);
+    std::vector<float> late(y.begin() + 60000, y.end());
+    EXPECT_EQ(FirstAbove(late, 0.5f) + 60000, 66400u);
+}
+
+// The read head is set from whole samples on every glide step. A reference engine that keeps
+// 200 ms shows what the line holds; the gliding engine must read it on the predicted map.
+TEST(SkrelDelayDsp, GlideLengthensOneSampleOfDelayPerSample)
+{
+    TestHost host;
+    SkrelDelayDsp dsp(32000), ref(32000);
+    MakeTransparent(dsp, 200.0f);
+    MakeTransparent(ref, 200.0f);
+    std::vector<float> x(24000);
+    for (size_t i = 0; i < x.size(); ++i)
+        x[i] = 0.5f * std::sin(0.01f * static_cast<float>(i)) + 0.3f * std::sin(0.37f * static_cast<float>(i));
+    const std::vector<float> r = RunDelay(ref, x);
+    const size_t n1 = 8000;
+    std::vector<float> head(x.begin(), x.begin() + n1), rest(x.begin() + n1, x.end());
+    std::vector<float> y = RunDelay(dsp, head);
+    dsp.SetParam(SkrelDelayDsp::PARAM_DELAY_MS, 300.0f);
+    const std::vector<float> y2 = RunDelay(dsp, rest, 100);
+    y.insert(y.end(), y2.begin(), y2.end());
+    // 100 ms more at 1/32 ms a step: 3200 steps. The head stands still from n1 to n1 + 3200.
+    for (size_t n = n1; n <= n1 + 3200; ++n)
+        ASSERT_EQ(y[n], r[n1]) << n;
+    // Afterwards the delay is 9601 samples, 3200 more than the reference's.
+    for (size_t n = n1 + 3201; n < y.size(); ++n)
+        ASSERT_EQ(y[n], r[n - 3200]) << n;
+    EXPECT_FLOAT_EQ(dsp.GetCurrentDelayMs(), 300.0f);
+}
+
+TEST(SkrelDelayDsp, GlideShortensAtDoubleSpeed)
+{
+    TestHost host;
+    SkrelDelayDsp dsp(32000), ref(32000);
+    MakeTransparent(dsp, 300.0f);
+    MakeTransparent(ref, 300.0f);
+    std::vector<float> x(30000);
+    for (size_t i = 0; i < x.size(); ++i)
+        x[i] = 0.6f * std::sin(0.05f * static_cast<float>(i));
+    const std::vector<float> r = RunDelay(ref, x);
+    const size_t n2 = 12000;
+    std::vector<float> head(x.begin(), x.begin() + n2), rest(x.begin() + n2, x.end());
+    std::vector<float> y = RunDelay(dsp, head);
+    dsp.SetParam(SkrelDelayDsp::PARAM_DELAY_MS, 200.0f);
+    const std::vector<float> y2 = RunDelay(dsp, rest);
+    y.insert(y.end(), y2.begin(), y2.end());
+    // Step j sets 9600 - (j + 1) samples, so sample n2 + j + 1 reads the input of n2 - 9599 + 2j,
+    // which the reference (gap 9601) plays at n2 + 2 + 2j: an octave up for 3200 samples.
+    for (size_t j = 0; j < 3200; ++j)
+        ASSERT_EQ(y[n2 + j + 1], r[n2 + 2 + 2 * j]) << j;
+    // Then 6401 samples, 3200 fewer than the reference.
+    for (size_t n = n2 + 3201; n + 3200 < r.size(); ++n)
+        ASSERT_EQ(y[n], r[n + 3200]) << n;
+}
+
+TEST(SkrelDelayDsp, ChangeBelowOneSampleLandsInOneStep)
+{
+    TestHost host;
+    SkrelDelayDsp dsp(48000);
+    MakeTransparent(dsp, 200.0f);
+    dsp.SetParam(SkrelDelayDsp::PARAM_DELAY_MS, 200.015f); // 0.72 of a sample at 48 kHz
+    float s = 0.0f;
+    dsp.Process(1, &s);
+    EXPECT_EQ(dsp.GetCurrentDelayMs(), 200.015f);
+    dsp.SetParam(SkrelDelayDsp::PARAM_DELAY_MS, 201.0f); // 47.28 samples: 48 steps
+    std::vector<float> x(47, 0.0f);
+    RunDelay(dsp, x);
+    EXPECT_LT(dsp.GetCurrentDelayMs(), 201.0f);
+    dsp.Process(1, &s);
+    EXPECT_EQ(dsp.GetCurrentDelayMs(), 201.0f);
+}
+
+TEST(SkrelDelayDsp, SineAndSoftSineStages)
+{
+    TestHost host;
+    SkrelDelayDsp dsp(48000);
+    dsp.SetMode(SkrelDelayDsp::DELAY_MODE_SINE);
+    dsp.SetAmount(0.25f);
+    // drive 0.1 + 1.14 x 0.25 = 0.385; sin(0.5 x pi/2 x 0.385) / sin(0.385 pi/2) = 0.5237626.
+    EXPECT_NEAR(dsp.ApplyCharacter(0.5f), 0.5237626f, 1e-6f);
+    EXPECT_NEAR(dsp.ApplyCharacter(-0.5f), -0.5237626f, 1e-6f);
+    dsp.SetAmount(1.0f);
+    // drive 1.24, norm sin(1.24 pi/2) = 0.9297765: 0.5 -> 0.8895477; 2.0 folds over to -0.7362491.
+    EXPECT_NEAR(dsp.ApplyCharacter(0.5f), 0.8895477f, 1e-6f);
+    EXPECT_NEAR(dsp.ApplyCharacter(2.0f), -0.7362491f, 2e-6f);
+
+    dsp.SetMode(SkrelDelayDsp::DELAY_MODE_SOFT_SINE);
+    dsp.SetAmount(0.0f);
+    // Drive 0.01 but normalised by the sine mode's drive 0.1: sin(0.5 x pi/2 x 0.01) / sin(0.1 pi/2)
+    // = 0.0502057, well below unity; the gain is 0 dB, so no rational clip.
+    EXPECT_NEAR(dsp.ApplyCharacter(0.5f), 0.0502057f, 1e-6f);
+    dsp.SetAmount(1.0f);
+    // v = sin(0.5 x pi/2 x 0.62) / 0.9297765 = 0.5032713; u = 10^(1.8/20) v = 0.6191590;
+    // 1 - 1/(1 + u) = 0.3823954, and the mirror image for -0.5.
+    EXPECT_NEAR(dsp.ApplyCharacter(0.5f), 0.3823954f, 1e-6f);
+    EXPECT_NEAR(dsp.ApplyCharacter(-0.5f), -0.3823954f, 1e-6f);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(SkrelDelayDsp, KneeStageInvertsPolarity)
+{
+    TestHost host;
+    SkrelDelayDsp dsp(48000);
+    dsp.SetMode(SkrelDelayDsp::DELAY_MODE_KNEE);
+    dsp.SetAmount(0.0f);
+    // n = 1: -sign(v) atan(|v|); atan(0.5) = 0.4636476.
+    EXPECT_NEAR(dsp.ApplyCharacter(0.5f), -0.4636476f, 1e-6f);
+    EXPECT_NEAR(dsp.ApplyCharacter(-0.5f), 0.4636476f, 1e-6f);
+    EXPECT_EQ(dsp.ApplyCharacter(0.0f), -0.0f);
+    dsp.SetAmount(1.0f);
+    // n = 7.5: atan(1)^(1/7.5) = 0.9683046; atan(2^7.5)^(1/7.5) = 1.0615619.
+    EXPECT_NEAR(dsp.ApplyCharacter(1.0f), -0.9683046f, 2e-6f);
+    EXPECT_NEAR(dsp.ApplyCharacter(-2.0f), 1.0615619f, 2e-6f);
+}
+
+TEST(SkrelDelayDsp, BitModesOnMagnitudeAndTwosComplement)
+{
+    TestHost host;
+    SkrelDelayDsp mag(48000), twos(48000);
+    mag.SetMode(SkrelDelayDsp::DELAY_MODE_BITS_MAGNITUDE);
+    twos.SetMode(SkrelDelayDsp::DELAY_MODE_BITS_TWOS);
+    for (SkrelDelayDsp* p : {&mag, &twos}) {
+        p->SetAmount(0.0f);
+        EXPECT_EQ(p->GetBitMask(), 0xFFFF0000u); // 16 bits kept
+        EXPECT_EQ(p->GetAverageLength(), 0u);
+        p->SetAmount(0.5f);
+        EXPECT_EQ(p->GetBitMask(), 0xFFE00000u); // round(11) bits
+        EXPECT_EQ(p->GetAverageLength(), 4u);
+        p->SetAmount(1.0f);
+        EXPECT_EQ(p->GetBitMask(), 0xFC000000u); // 6 bits
+        EXPECT_EQ(p->GetAverageLength(), 8u);
+        p->SetAmount(0.0f);
+    }
+    // The offset counter starts at 0: the first 128 values lose 1e-10, invisible beside 0.3.
+    // 0.3 x (2^31 - 1) = 0x26666666 -> 0x26660000 = 9830 / 32768 = 0.29998779.
+    EXPECT_FLOAT_EQ(mag.ApplyCharacter(0.3f), 0.29998779f);
+    EXPECT_FLOAT_EQ(twos.ApplyCharacter(0.3f), 0.29998779f);
+    // -1e-6 x (2^31 - 1) = -2147.48 -> -2147. Magnitude: 2147 & mask = 0, then -1e-10.
+    // Two's complement: 0xFFFFF79D & 0xFFFF0000 = -65536 = -2^-15, one step below zero.
+    EXPECT_FLOAT_EQ(mag.ApplyCharacter(-1e-6f), -1e-10f);
+    EXPECT_FLOAT_EQ(twos.ApplyCharacter(-1e-6f), -3.0517578e-5f - 1e-10f);
+    // Past the clamp: -1 -> -(2^31 - 1) = 0x80000001 -> 0x80000000 = -1 in two's complement.
+    EXPECT_FLOAT_EQ(twos.ApplyCharacter(-3.0f), -1.0f);
+    EXPECT_FLOAT_EQ(mag.ApplyCharacter(-3.0f), -0.99996948f); // 0x7FFF0000 / 2^31
+}
+
+TEST(SkrelDelayDsp, AntiDenormalOffsetFlipsEvery128Values)
+{
+    TestHost host;
+    SkrelDelayDsp dsp(48000);
+    dsp.SetMode(SkrelDelayDsp::DELAY_MODE_BITS_TWOS);
+    dsp.SetAmount(0.0f);
+    for (int i = 0; i < 512; ++i) {
+        const float fExpected = (i / 128) % 2 == 0 ? -1e-10f : 1e-10f;
+        ASSERT_EQ(dsp.ApplyCharacter(0.0f), fExpected) << i;
+    }
+}
+
+TEST(SkrelDelayDsp, MovingAverageRingAndItsClearing)
+{
+    TestHost host;
+    SkrelDelayDsp dsp(48000);
+    dsp.SetMode(SkrelDelayDsp::DELAY_MODE_BITS_MAGNITUDE);
+    dsp.SetAmount(1.0f); // N = 8, 6 bits: a step of 2^-5
+    // A step of 0.8 averages to k x 0.1 for k = 1..8; each truncates below the next multiple
+    // of 1/32 (0.1 -> 3/32, 0.2 -> 6/32, ..., 0.8 -> 25/32), then holds.
+    const float expected[] = {3, 6, 9, 12, 15, 19, 22, 25, 25, 25};
+    for (float fSteps : expected)
+        EXPECT_FLOAT_EQ(dsp.ApplyCharacter(0.8f), fSteps / 32.0f);
+    dsp.SetAmount(0.99f); // still N = 8 and 6 bits, but the ring starts again from zeros
+    EXPECT_EQ(dsp.GetAverageLength(), 8u);
+    EXPECT_FLOAT_EQ(dsp.ApplyCharacter(0.8f), 3.0f / 32.0f);
+    dsp.SetMode(SkrelDelayDsp::DELAY_MODE_SINE);
+    EXPECT_EQ(dsp.GetAverageLength(), 0u);
+}
+
+// Through the whole loop at 2.9 kHz, where the knee's character filter (1500 Hz) and the high
+// cut lie above half the rate and pass everything; the low cut at 20 Hz takes a few percent.
+TEST(SkrelDelayDsp, KneeLoopFlipsSignOnEveryPass)
+{
+    TestHost host;
+    SkrelDelayDsp dsp(2900);
+    MakeTransparent(dsp, 40.0f, SkrelDelayDsp::DELAY_MODE_KNEE); // 116 + 1 samples
+    dsp.SetParam(SkrelDelayDsp::PARAM_AMOUNT, 0.0f);
+    dsp.SetParam(SkrelDelayDsp::PARAM_FEEDBACK_PERCENT, 90.0f);
+    dsp.SetParam(SkrelDelayDsp::PARAM_LOW_CUT_Q, 0.7071f);
+    dsp.Reset();
+    const size_t D = 117;
+    std::vector<float> x(D * 6, 0.0f);
+    x[0] = 0.5f;
+    const std::vector<float> y = RunDelay(dsp, x);
+    for (size_t k = 1; k <= 3; ++k) {
+        // Pass k: v -> -atan(v), so the echo's main sample alternates -, +, -
+        float fPeak = 0.0f;
+        for (size_t i = D * k - 2; i <= D * k + 2; ++i)
+            if (std::fabs(y[i]) > std::fabs(fPeak))
+                fPeak = y[i];
+        EXPECT_EQ(fPeak < 0.0f, k % 2 == 1) << k;
+        if (k == 1) {
+            EXPECT_NEAR(fPeak, -0.4636f, 0.05f); // -atan(0.5), less the few percent the low cut takes
+        }
+    }
+}
+
+TEST(SkrelDelayDsp, ModeTableCharacterFilters)
+{
+    TestHost host;
+    struct Case { uint32_t uMode; double fHz; float fQ; };
+    const Case cases[] = {{0, 5500, 0.38f}, {1, 4000, 0.59f}, {2, 1500, 0.9f}, {3, 1865, 0.53f}, {4, 1865, 0.53f}};
+    const uint32_t uRate = 48000;
+    for (const Case& c : cases) {
+        SkrelDelayDsp dsp(uRate);
+        dsp.SetMode(c.uMode);
+        common_vector<double> taps;
+        taps.resize(6);
+        dsp.GetCharacterFilter()->GetTaps(taps);
+        const long double pi = 3.14159265358979323846L;
+        // A resonant low-pass of this family has unit gain at DC, none at half the rate, and
+        // exactly Q at its frequency.
+        EXPECT_NEAR((double)Magnitude(taps, 0.0L), 1.0, 1e-9) << c.uMode;
+        EXPECT_NEAR((double)Magnitude(taps, pi), 0.0, 1e-9) << c.uMode;
+        EXPECT_NEAR((double)Magnitude(taps, 2.0L * pi * c.fHz / uRate), (double)c.fQ, 1e-9) << c.uMode;
+    }
+    SkrelDelayDsp clean(uRate);
+    clean.SetMode(SkrelDelayDsp::DELAY_MODE_CLEAN);
+    common_vector<double> taps;
+    taps.resize(6);
+    clean.GetCharacterFilter()->GetTaps(taps);
+    const double identity[] = {1, 0, 0, 1, 0, 0};
+    for (int i = 0; i < 6; ++i)
+        EXPECT_EQ(taps[i], identity[i]);
+}
+
+// The echo's centre of mass follows the LFO: it comes early by depth x sin(phase) samples.
+// Smooth pulses keep the cubic read and the filters from moving the centre by themselves.
+TEST(SkrelDelayDsp, ModeTableLfo)
+{
+    TestHost host;
+    const uint32_t uRate = 48000;
+    struct Case { uint32_t uMode; double fPeriodMs; double fDepthMs; };
+    const Case cases[] = {{0, 500, 0.1}, {1, 333, 0.1}, {2, 750, 0.1}, {3, 500, 0}, {4, 500, 0}, {5, 500, 0}};
+    const double fTwoPi = 6.283185307179586;
+    for (const Case& c : cases) {
+        SkrelDelayDsp dsp(uRate);
+        MakeTransparent(dsp, 40.0f, c.uMode); // 1920 + 1 samples
+        const size_t D = 1921;
+        const double fPeriod = c.fPeriodMs * 48.0;
+        const double fDepth = c.fDepthMs * 48.0;
+        // Echo centres at n, LFO phases spread over a whole period.
+        std::vector<size_t> reads;
+        for (int k = 0; k < 8; ++k)
+            reads.push_back(static_cast<size_t>(fPeriod * k / 8.0) + 3 * D);
+        std::vector<float> x(reads.back() + 200, 0.0f);
+        for (size_t n : reads)
+            for (int i = -20; i <= 20; ++i)
+                x[n - D + i] = 0.2f * std::exp(-static_cast<float>(i * i) / 50.0f);
+        const std::vector<float> y = RunDelay(dsp, x);
+        std::vector<double> shifts;
+        for (size_t n : reads) {
+            double fSum = 0.0, fMoment = 0.0;
+            const float fSign = y[n] < 0.0f ? -1.0f : 1.0f;
+            for (size_t i = n - 30; i <= n + 30; ++i) {
+                const double w = std::max(0.0f, fSign * y[i]);
+                fSum += w;
+                fMoment += w * (static_cast<double>(i) - static_cast<double>(n));
+            }
+            shifts.push_back(fMoment / fSum + fDepth * std::sin(fTwoPi * static_cast<double>(n) / fPeriod));
+        }
+        // What is left after taking out the predicted shift is the filters' constant lag, plus
+        // the four-point read's own error: exact for constants but not for slopes, it misplaces
+        // a smooth edge by t(1 - t)(1 - 2t), at most 0.096 samples either way.
+        for (size_t k = 1; k < shifts.size(); ++k)
+            EXPECT_NEAR(shifts[k], shifts[0], 0.3) << "mode " << c.uMode << " read " << reads[k];
+    }
+}
+
+TEST(SkrelDelayDsp, LimitAboveHundredPercentActsOnOutputOnly)
+{
+    TestHost host;
+    // During the first echo the loop holds only the filtered input, whatever the feedback, so
+    // an engine at 50 percent shows what the limited one would say without its limit.
+    SkrelDelayDsp hot(32000), plain(32000), full(32000);
+    MakeTransparent(hot, 40.0f);
+    MakeTransparent(plain, 40.0f);
+    MakeTransparent(full, 40.0f);
+    hot.SetParam(SkrelDelayDsp::PARAM_FEEDBACK_PERCENT, 200.0f);
+    plain.SetParam(SkrelDelayDsp::PARAM_FEEDBACK_PERCENT, 50.0f);
+    full.SetParam(SkrelDelayDsp::PARAM_FEEDBACK_PERCENT, 100.0f);
+    const size_t D = 1281;
+    std::vector<float> x(D * 8, 0.0f);
+    for (size_t i = 0; i < 1000; ++i)
+        x[i] = 1.2f * std::sin(0.2f * static_cast<float>(i)); // 1 kHz, well above the low cut
+    std::vector<float> yHot = RunDelay(hot, x), yPlain = RunDelay(plain, x), yFull = RunDelay(full, x);
+    size_t uInKnee = 0, uAbove = 0;
+    for (size_t n = D; n < 2 * D; ++n) {
+        const double y = yPlain[n];
+        double fExpected = y;
+        const double a = std::fabs(y);
+        if (a > 1.0)
+            fExpected = std::copysign(0.975, y);
+        else if (a >= 0.95) {
+            // 0.95 + d / (400 d^2 + 1): meets 0.975 at |y| = 1.
+            const double d = a - 0.95;
+            fExpected = std::copysign(0.95 + d / (400.0 * d * d + 1.0), y);
+            ++uInKnee;
+        }
+        uAbove += a > 1.0;
+        ASSERT_NEAR(yHot[n], fExpected, 1e-6) << n;
+        ASSERT_EQ(yFull[n], yPlain[n]) << n; // 100 percent exactly: no limit
+    }
+    EXPECT_GT(uInKnee, 10u);
+    EXPECT_GT(uAbove, 100u);
+    for (float y : yHot)
+        ASSERT_LE(std::fabs(y), 0.975f);
+    // The loop has doubled seven times; with the feedback at 0 the limit is off and shows it.
+    hot.SetParam(SkrelDelayDsp::PARAM_FEEDBACK_PERCENT, 0.0f);
+    std::vector<float> silence(D, 0.0f);
+    const std::vector<float> yAfter = RunDelay(hot, silence);
+    float fPeak = 0.0f;
+    for (float y : yAfter)
+        fPeak = std::max(fPeak, std::fabs(y));
+    EXPECT_GT(fPeak, 50.0f);
+}
+
+TEST(SkrelDelayDsp, UserFilterChangeClearsItsState)
+{
+    TestHost host;
+    SkrelDelayDsp changed(48000), kept(48000);
+    MakeTransparent(changed, 40.0f);
+    MakeTransparent(kept, 40.0f);
+    for (SkrelDelayDsp* p : {&changed, &kept}) {
+        p->SetParam(SkrelDelayDsp::PARAM_LOW_CUT_HZ, 200.0f);
+        p->SetParam(SkrelDelayDsp::PARAM_HIGH_CUT_Q, 0.7071f);
+    }
+    const size_t D = 1921;
+    std::vector<float> x(20, 0.0f);
+    x[0] = 1.0f;
+    RunDelay(changed, x);
+    RunDelay(kept, x);
+    // 20 samples on the low cut still rings from the impulse; a new frequency restarts it from
+    // silence, so what enters the line from here on is (nearly) nothing.
+    changed.SetParam(SkrelDelayDsp::PARAM_LOW_CUT_HZ, 210.0f);
+    std::vector<float> rest(D + 100, 0.0f);
+    const std::vector<float> yChanged = RunDelay(changed, rest), yKept = RunDelay(kept, rest);
+    // The line written from sample 20 on: the high cut's own ringing is all the changed one has.
+    double fChanged = 0.0, fKept = 0.0;
+    for (size_t n = D; n < D + 60; ++n) {
+        fChanged += std::fabs(yChanged[n]);
+        fKept += std::fabs(yKept[n]);
+    }
+    EXPECT_GT(fKept, 0.01);
+    EXPECT_LT(fChanged, 0.1 * fKept);
+}
+
+TEST(SkrelDelayDsp, ParametersOutOfRangeAreDropped)
+{
+    TestHost host;
+    SkrelDelayDsp dsp(48000);
+    const float defaults[] = {100, 0, 80, 0.2f, 10000, 0.2f, 200, 20, 0.25f};
+    for (uint32_t i = 0; i < 9; ++i)
+        EXPECT_EQ(dsp.GetParam(i), defaults[i]);
+    dsp.SetParam(SkrelDelayDsp::PARAM_DELAY_MS, 9.0f);
+    dsp.SetParam(SkrelDelayDsp::PARAM_FEEDBACK_PERCENT, 201.0f);
+    dsp.SetParam(SkrelDelayDsp::PARAM_LOW_CUT_Q, 0.1f);
+    dsp.SetParam(SkrelDelayDsp::PARAM_AMOUNT, std::nanf(""));
+    for (uint32_t i = 0; i < 9; ++i)
+        EXPECT_EQ(dsp.GetParam(i), defaults[i]);
+    EXPECT_EQ(dsp.GetParam(9), 0.0f);
+    dsp.SetMode(6);
+    EXPECT_EQ(dsp.GetMode(), 0u);
+    EXPECT_EQ(host.asserts.Total(), 1u);
+    EXPECT_TRUE(dsp.IsActive());
+}
