@@ -28,18 +28,19 @@ struct Multiband
     }
     void SetF(uint16_t in_uId, float in_f) { pParams->SetParam(in_uId, &in_f, 4); }
     void SetU(uint16_t in_uId, uint32_t in_u) { pParams->SetParam(in_uId, &in_u, 4); }
-    // Mono impulse response over several blocks.
+    // Impulse response of channel 0 over several blocks.
     std::vector<float> ImpulseResponse(uint32_t in_uBlocks)
     {
         std::vector<float> out;
+        const uint16_t uMax = context.global.uMaxFrames;
         for (uint32_t b = 0; b < in_uBlocks; ++b) {
-            std::vector<float> block(context.global.uMaxFrames, 0.0f);
+            std::vector<float> block(QwChannelCount(format.uChannelConfig) * uMax, 0.0f);
             if (b == 0)
                 block[0] = 1.0f;
             QwAudioBuffer buffer{block.data(), format.uChannelConfig, QW_Success, context.global.uMaxFrames,
                                  context.global.uMaxFrames};
             pEffect->Execute(&buffer);
-            out.insert(out.end(), block.begin(), block.end());
+            out.insert(out.end(), block.begin(), block.begin() + uMax);
         }
         return out;
     }
