@@ -7,6 +7,7 @@
 #include "skrel_console/distortion/qwent/audioenginefx/kvskreldistortionfx.h"
 #include "skrel_console/dynamics/qwent/audioenginefx/kvskreldynamicsfx.h"
 #include "skrel_console/filter/qwent/audioenginefx/kvskrelfiltersfx.h"
+#include "skrel_console/mbdistortion/qwent/audioenginefx/kvskrelmultibanddistortionfx.h"
 
 namespace {
 
@@ -22,6 +23,7 @@ struct Registrar
         QwPushRegistration(KvSkrelDistortionRegistration()); // 4 distortion (3)
         QwPushRegistration(KvSkrelDynamicsRegistration());   // 5 dynamics (5)
         QwPushRegistration(KvSkrelFiltersRegistration());    // 6 filters (6)
+        QwPushRegistration(KvSkrelMultibandDistortionRegistration()); // 7 multiband distortion (9)
     }
 };
 

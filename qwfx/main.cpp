@@ -21,6 +21,8 @@ const char* const USAGE =
     "                            all --svg FILE draws the sheet of all 48)\n"
     "  response EFFECT           magnitude response from an impulse, mono; printed, or drawn\n"
     "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--svg FILE] [--rate HZ] [--length N]\n"
+    "  reverb-model -o MODEL.bin [--rate HZ] [--early-ms MS] [--decay S]\n"
+    "                            a synthetic model record for the reverb (--media of render reverb)\n"
     "EFFECT is a short name (qwfx list) or a plug-in id.\n";
 
 } // namespace
@@ -65,5 +67,7 @@ int main(int argc, char** argv)
         return QwfxCurve(args);
     if (sCommand == "response")
         return QwfxResponse(args);
+    if (sCommand == "reverb-model")
+        return QwfxReverbModel(args);
     return QwfxError(QWFX_USAGE, "unknown command '" + sCommand + "' (try qwfx --help)");
 }

@@ -5,6 +5,7 @@
 // Each effect's table lives in its own file (qwfx/lib/meta_<effect>.cpp) and is listed here
 // in walk order: multiband distortion 9, filters 6, dynamics 5, distortion 3, delay 4,
 // box modeler 7, reverb 2.
+extern const QwEffectMeta g_qwMultibandDistortionMeta;
 extern const QwEffectMeta g_qwFiltersMeta;
 extern const QwEffectMeta g_qwDynamicsMeta;
 extern const QwEffectMeta g_qwDistortionMeta;
@@ -15,6 +16,7 @@ extern const QwEffectMeta g_qwReverbMeta;
 const std::vector<const QwEffectMeta*>& QwAllEffectMeta()
 {
     static const std::vector<const QwEffectMeta*> s_all = {
+        &g_qwMultibandDistortionMeta,
         &g_qwFiltersMeta,
         &g_qwDynamicsMeta,
         &g_qwDistortionMeta,

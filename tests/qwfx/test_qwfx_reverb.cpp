@@ -72,3 +72,22 @@ TEST(QwfxReverb, MissingOrMalformedModelIsOneClearError)
     EXPECT_NE(result.sErr.find("52"), std::string::npos) << result.sErr;
     EXPECT_FALSE(std::ifstream(dir.File("out.wav")).good());
 }
+
+TEST(QwfxReverb, ReverbModelWritesARecordThatRenderAccepts)
+{
+    TestTempDir dir;
+    QwfxRunResult result =
+        RunQwfx({"reverb-model", "-o", dir.File("m.bin"), "--early-ms", "10", "--decay", "0.05"}, dir);
+    ASSERT_EQ(result.iStatus, 0) << result.sErr;
+    std::ifstream file(dir.File("m.bin"), std::ios::binary | std::ios::ate);
+    // 36 bytes of header and counts, one equaliser tap and 480 early taps on each of two channels.
+    EXPECT_EQ(static_cast<size_t>(file.tellg()), 36u + 8u * 1u + 8u * 480u);
+    const std::string sIn = WriteClicks(dir, 2, 4800);
+    result = RunQwfx({"render", "reverb", sIn, dir.File("out.wav"), "--media", dir.File("m.bin"), "--strict"}, dir);
+    EXPECT_EQ(result.iStatus, 0) << result.sErr;
+
+    result = RunQwfx({"reverb-model", "-o", dir.File("n.bin"), "--decay", "7"}, dir);
+    EXPECT_NE(result.iStatus, 0);
+    EXPECT_EQ(result.ErrLines().size(), 1u) << result.sErr;
+    EXPECT_FALSE(std::ifstream(dir.File("n.bin")).good());
+}

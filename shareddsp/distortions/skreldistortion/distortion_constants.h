@@ -7,6 +7,7 @@ namespace KvSkrel {
 
 constexpr uint32_t NUM_BANDS = 4;
 constexpr uint32_t NUM_DISTORTION_SLOTS = 2;
+constexpr uint32_t NUM_CUTOFFS = 2; // the multiband effect's two crossover frequencies
 constexpr uint32_t NUM_DISTORTION_ALGORITHMS = 48;
 constexpr uint32_t MAX_BUFFER_SIZE = 1024;
 constexpr uint32_t MAX_SAMPLE_AVERAGING = 64;

@@ -12,27 +12,32 @@ void Hadamard::SetDepth(uint32_t in_sDepth)
 
 void Hadamard::Transform(float* const* io_ppLines, uint32_t in_uFrames) const
 {
+    const float fScale = m_fScale;
     for (uint32_t s = 0; s < m_sDepth; ++s) {
         const uint32_t h = 1u << s;
+        // The scaling rides on the last stage: the same products as a separate pass, one pass fewer.
+        const bool bLast = s + 1 == m_sDepth;
         for (uint32_t g = 0; g < m_uSize; g += 2 * h) {
             for (uint32_t j = g; j < g + h; ++j) {
                 float* pA = io_ppLines[j];
                 float* pB = io_ppLines[j + h];
-                for (uint32_t i = 0; i < in_uFrames; ++i) {
-                    const float a = pA[i];
-                    const float b = pB[i];
-                    pA[i] = a + b;
-                    pB[i] = a - b;
+                if (bLast) {
+                    for (uint32_t i = 0; i < in_uFrames; ++i) {
+                        const float a = pA[i];
+                        const float b = pB[i];
+                        pA[i] = (a + b) * fScale;
+                        pB[i] = (a - b) * fScale;
+                    }
+                } else {
+                    for (uint32_t i = 0; i < in_uFrames; ++i) {
+                        const float a = pA[i];
+                        const float b = pB[i];
+                        pA[i] = a + b;
+                        pB[i] = a - b;
+                    }
                 }
             }
         }
-    }
-    // One scaling at the end rather than one per stage.
-    const float fScale = m_fScale;
-    for (uint32_t j = 0; j < m_uSize; ++j) {
-        float* p = io_ppLines[j];
-        for (uint32_t i = 0; i < in_uFrames; ++i)
-            p[i] *= fScale;
     }
 }
 
