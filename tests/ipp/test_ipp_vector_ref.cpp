@@ -163,6 +163,7 @@ TEST(IppVector, DotProductSumsEightLanes)
     a[0] = 16777216.0f;
     a[8] = -16777216.0f;
     EXPECT_EQ(ippsDotProd_32f(16, a.data(), b.data()), 14.0f);
+    EXPECT_EQ(DotProdEightLaneReference(16, a.data(), b.data()), 14.0f);
     // Below eight elements it is a plain running sum: 2^24 + 1 rounds back to 2^24.
     const float afShort[3] = {16777216.0f, 1.0f, -16777216.0f};
     const float afOnes[3] = {1.0f, 1.0f, 1.0f};
@@ -170,6 +171,8 @@ TEST(IppVector, DotProductSumsEightLanes)
 
     for (uint32_t n : {7u, 8u, 9u, 1000u}) {
         const std::vector<float> x = Noise(n, 7 * n), y = Noise(n, 7 * n + 1);
+        // The register form and the plain eight-lane loop agree bit for bit.
+        EXPECT_EQ(ippsDotProd_32f(n, x.data(), y.data()), DotProdEightLaneReference(n, x.data(), y.data()));
         long double ldRef = 0.0L, ldAbs = 0.0L;
         std::vector<double> dx(x.begin(), x.end()), dy(y.begin(), y.end());
         for (uint32_t i = 0; i < n; ++i) {

@@ -25,6 +25,8 @@ void ippsAddProduct_32fc(uint32_t n, const float* pSrc1, const float* pSrc2, flo
 
 // Single-precision sum in eight lanes over the runs of eight, the rest added after the lanes.
 float ippsDotProd_32f(uint32_t n, const float* pSrc1, const float* pSrc2);
+// The same eight lanes as a plain loop: the portable statement of what ippsDotProd_32f computes.
+float DotProdEightLaneReference(uint32_t n, const float* pSrc1, const float* pSrc2);
 double ippsDotProd_64f(uint32_t n, const double* pSrc1, const double* pSrc2);
 // Squares are summed in double; the root is rounded to float.
 float ippsNorm_L2_32f(uint32_t n, const float* pSrc);
