@@ -202,3 +202,20 @@ TEST(Fft, NoAllocationInTransformsAndFailuresReported)
     f.InitComplex(0);
     EXPECT_EQ(host.asserts.Count("(iMode == FFT_COMPLEX && FftSize >= 1) || (iMode == FFT_REAL && FftSize >= 1)"), 1u);
 }
+
+#if defined(__x86_64__)
+// The SSE2 stage keeps the portable order of operations (no fused multiply-add), so the two
+// must agree bit for bit, at every stride the stages use.
+TEST(Fft, Sse2StageMatchesPortableExactly)
+{
+    for (uint32_t n : {4u, 8u, 16u, 64u, 256u}) {
+        for (uint32_t s : {1u, 4u, 16u}) {
+            const std::vector<float> tw = RefNoise(6 * (n / 4), n + s), xr = RefNoise(n * s, n), xi = RefNoise(n * s, s);
+            std::vector<float> ar(n * s), ai(n * s), br(n * s), bi(n * s);
+            FftSse2Kernels().Radix4(n, s, tw.data(), xr.data(), xi.data(), ar.data(), ai.data());
+            FftPortableKernels().Radix4(n, s, tw.data(), xr.data(), xi.data(), br.data(), bi.data());
+            EXPECT_TRUE(ar == br && ai == bi) << n << " " << s;
+        }
+    }
+}
+#endif

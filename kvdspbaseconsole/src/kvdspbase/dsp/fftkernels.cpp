@@ -130,6 +130,18 @@ const FftKernels s_portable = {Radix4Portable, Radix2Portable, RealPostPortable,
 
 #if defined(__x86_64__)
 const FftKernels& FftAvx2Kernels();
+void FftRadix4Sse2(uint32_t n, uint32_t s, const float* tw, const float* xr, const float* xi, float* yr, float* yi);
+
+namespace {
+// SSE2 is part of every x86-64: the hand-written stage, with the portable loops around it.
+const FftKernels s_sse2 = {FftRadix4Sse2, Radix2Portable, RealPostPortable,
+                           RealPrePortable, DeinterleavePortable, InterleavePortable};
+} // namespace
+
+const FftKernels& FftSse2Kernels()
+{
+    return s_sse2;
+}
 #endif
 
 const FftKernels& FftPortableKernels()
@@ -150,8 +162,8 @@ bool FftHasAvx2()
 const FftKernels& FftSelectKernels(bool bAllowSimd)
 {
 #if defined(__x86_64__)
-    if (bAllowSimd && FftHasAvx2())
-        return FftAvx2Kernels();
+    if (bAllowSimd)
+        return FftHasAvx2() ? FftAvx2Kernels() : s_sse2;
 #else
     (void)bAllowSimd;
 #endif

@@ -36,6 +36,10 @@ struct FftKernels
 };
 
 const FftKernels& FftPortableKernels();
+#if defined(__x86_64__)
+// The hand-written SSE2 stage with portable loops elsewhere; chosen where AVX2 is missing.
+const FftKernels& FftSse2Kernels();
+#endif
 // The fastest set this processor runs; bAllowSimd false gives the portable set.
 const FftKernels& FftSelectKernels(bool bAllowSimd);
 // True when the AVX2 set exists in this build and the processor runs it.
