@@ -14,18 +14,18 @@ TEST(Fft, MatchesDirectDft)
             ASSERT_TRUE(r.InitReal(n) && c.InitComplex(n));
             r.UseSimd(bSimd);
             c.UseSimd(bSimd);
-            std::vector<float> re = RefNoise(n, n), im = RefNoise(n, n + 1), spec(n + 2), sr(n), si(n);
+            std::vector<float> re = RefNoise(n, n), im = RefNoise(n, n + 1), spectrum(n + 2), sr(n), si(n);
             const std::vector<cd> want = RefDft(RefSplit(re, im));
             // The spectrum of the real part alone: (X[k] + conj X[N-k]) / 2.
             std::vector<cd> wantReal(n);
             for (uint32_t k = 0; k < n; ++k)
                 wantReal[k] = 0.5 * (want[k] + std::conj(want[(n - k) % n]));
-            r.ForwardReal(re.data(), spec.data());
+            r.ForwardReal(re.data(), spectrum.data());
             // Single-precision rounding over log2(N) stages stays well below 1e-6 relative.
-            EXPECT_LT(RefRelativeRms(RefPairs(spec), std::vector<cd>(wantReal.begin(), wantReal.begin() + (n + 2) / 2)),
+            EXPECT_LT(RefRelativeRms(RefPairs(spectrum), std::vector<cd>(wantReal.begin(), wantReal.begin() + (n + 2) / 2)),
                       1e-6) << n;
-            EXPECT_EQ(spec[1], 0.0f);
-            EXPECT_EQ(spec[n == 1 ? 1 : n + 1], 0.0f);
+            EXPECT_EQ(spectrum[1], 0.0f);
+            EXPECT_EQ(spectrum[n == 1 ? 1 : n + 1], 0.0f);
             c.ForwardComplex(re.data(), im.data(), sr.data(), si.data());
             EXPECT_LT(RefRelativeRms(RefSplit(sr, si), want), 1e-6) << n;
             std::vector<float> wr(n), wi(n), br(n), bi(n);
@@ -40,7 +40,7 @@ TEST(Fft, MatchesDirectDft)
                 x.resize(n + 2);
                 c.ForwardComplex(xr.data(), xi.data(), xr.data(), xi.data());
                 r.ForwardReal(x.data(), x.data());
-                EXPECT_TRUE(xr == sr && xi == si && x == spec) << n;
+                EXPECT_TRUE(xr == sr && xi == si && x == spectrum) << n;
             }
         }
     }
@@ -56,15 +56,15 @@ TEST(Fft, LargeSizesAgainstDoubleReference)
     Fft c, r;
     ASSERT_TRUE(c.InitComplex(n) && r.InitReal(n));
     const std::vector<float> re = RefNoise(n, 11), im = RefNoise(n, 12);
-    std::vector<float> sr(n), si(n), spec(n + 2), back(n);
+    std::vector<float> sr(n), si(n), spectrum(n + 2), back(n);
     c.ForwardComplex(re.data(), im.data(), sr.data(), si.data());
     std::vector<cd> want = RefSplit(re, im), wantReal = RefSplit(re, std::vector<float>(n));
     RefFft(want);
     RefFft(wantReal);
     EXPECT_LT(RefRelativeRms(RefSplit(sr, si), want), 1e-6);
-    r.ForwardReal(re.data(), spec.data());
-    EXPECT_LT(RefRelativeRms(RefPairs(spec), std::vector<cd>(wantReal.begin(), wantReal.begin() + n / 2 + 1)), 1e-6);
-    r.InverseReal(spec.data(), back.data());
+    r.ForwardReal(re.data(), spectrum.data());
+    EXPECT_LT(RefRelativeRms(RefPairs(spectrum), std::vector<cd>(wantReal.begin(), wantReal.begin() + n / 2 + 1)), 1e-6);
+    r.InverseReal(spectrum.data(), back.data());
     EXPECT_LT(RefRelativeRms(RefSplit(back, std::vector<float>(n)), RefSplit(re, std::vector<float>(n))), 1e-6);
 }
 
@@ -75,9 +75,9 @@ TEST(Fft, RoundTripAndParseval)
         Fft fft;
         ASSERT_TRUE(fft.InitReal(n));
         const std::vector<float> x = RefNoise(n, 7 * n);
-        std::vector<float> spec(n + 2), back(n);
-        fft.ForwardReal(x.data(), spec.data());
-        fft.InverseReal(spec.data(), back.data());
+        std::vector<float> spectrum(n + 2), back(n);
+        fft.ForwardReal(x.data(), spectrum.data());
+        fft.InverseReal(spectrum.data(), back.data());
         double energy = 0, spectral = 0;
         for (uint32_t i = 0; i < n; ++i) {
             EXPECT_NEAR(back[i], x[i], 2e-6) << n; // a few float ulps of values up to 1
@@ -85,7 +85,7 @@ TEST(Fft, RoundTripAndParseval)
         }
         // Bins 1 .. N/2-1 stand for their mirrors too.
         for (uint32_t k = 0; k <= n / 2; ++k)
-            spectral += (k == 0 || k == n / 2 ? 1.0 : 2.0) * std::norm(cd(spec[2 * k], spec[2 * k + 1]));
+            spectral += (k == 0 || k == n / 2 ? 1.0 : 2.0) * std::norm(cd(spectrum[2 * k], spectrum[2 * k + 1]));
         EXPECT_NEAR(spectral / n, energy, 1e-5 * energy) << n;
     }
 }
@@ -128,14 +128,14 @@ TEST(Fft, InverseRealCountsEdgeImaginaryParts)
     for (uint32_t n : {4u, 16u, 256u}) {
         Fft fft;
         fft.InitReal(n);
-        const std::vector<float> spec = RefNoise(n + 2, n);
+        const std::vector<float> spectrum = RefNoise(n + 2, n);
         std::vector<float> out(n);
-        fft.InverseReal(spec.data(), out.data());
+        fft.InverseReal(spectrum.data(), out.data());
         for (uint32_t t = 0; t < n; ++t) {
             double s = 0;
             for (uint32_t k = 0; k < n; ++k) {
                 const uint32_t j = k <= n / 2 ? k : n - k;
-                const double h = spec[2 * j] + (k <= n / 2 ? 1.0 : -1.0) * spec[2 * j + 1];
+                const double h = spectrum[2 * j] + (k <= n / 2 ? 1.0 : -1.0) * spectrum[2 * j + 1];
                 const double a = 2 * REF_PI * double((uint64_t(k) * t) % n) / n;
                 s += h * (std::cos(a) - std::sin(a));
             }
