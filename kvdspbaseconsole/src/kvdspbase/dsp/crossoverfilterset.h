@@ -9,7 +9,7 @@
 class CrossoverFilterSet
 {
 public:
-    static const uint32_t MAX_BANDS = 3;
+    static constexpr uint32_t MAX_BANDS = 3;
 
     // Order-1 pass-through filters throughout; allocates.
     explicit CrossoverFilterSet(uint32_t in_uNumChannels);

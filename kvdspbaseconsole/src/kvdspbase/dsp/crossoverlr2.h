@@ -11,8 +11,8 @@
 class CrossoverLR2
 {
 public:
-    static const uint32_t MAX_CROSSOVER_BANDS = 3;
-    static const uint32_t MAX_PROCESS_SAMPLE_FRAMES = 4096;
+    static constexpr uint32_t MAX_CROSSOVER_BANDS = 3;
+    static constexpr uint32_t MAX_PROCESS_SAMPLE_FRAMES = 4096;
     static const float_range CUTOFF_RANGE;
 
     // Allocates everything, filters included; retuning and fading allocate nothing later.

@@ -6,7 +6,7 @@
 class BivrelReverbFXParams : public QwParamsFrame<BivrelReverbFXParams>
 {
 public:
-    static const uint32_t BLOCK_SIZE = 60;
+    static constexpr uint32_t BLOCK_SIZE = 60;
 
     enum ParamId : uint16_t {
         DECAY_TIME = 0,

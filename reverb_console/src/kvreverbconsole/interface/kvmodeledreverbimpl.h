@@ -12,9 +12,9 @@
 class KvModeledReverbImpl
 {
 public:
-    static const uint32_t FRONT_SPEAKER_STEREO_PAIR = 0;
-    static const uint32_t REAR_SPEAKER_STEREO_PAIR = 1;
-    static const uint32_t NUM_SLOTS = 8;
+    static constexpr uint32_t FRONT_SPEAKER_STEREO_PAIR = 0;
+    static constexpr uint32_t REAR_SPEAKER_STEREO_PAIR = 1;
+    static constexpr uint32_t NUM_SLOTS = 8;
     static const float WET_OUT_MIN;
     static const float WET_OUT_MAX;
     static const float DRY_OUT_MIN;

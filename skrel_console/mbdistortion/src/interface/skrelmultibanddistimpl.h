@@ -10,11 +10,11 @@
 class SkrelMultibandDistImpl
 {
 public:
-    static const uint32_t NUM_USED_BANDS = 3;
-    static const uint32_t PARAMS_PER_GROUP = 6; // five floats and the algorithm
-    static const uint32_t ALGORITHM_OFFSET = 5;
-    static const uint32_t CUTOFF_0 = 36;
-    static const uint32_t CUTOFF_1 = 37;
+    static constexpr uint32_t NUM_USED_BANDS = 3;
+    static constexpr uint32_t PARAMS_PER_GROUP = 6; // five floats and the algorithm
+    static constexpr uint32_t ALGORITHM_OFFSET = 5;
+    static constexpr uint32_t CUTOFF_0 = 36;
+    static constexpr uint32_t CUTOFF_1 = 37;
 
     // Allocates; check the allocator's sticky flag afterwards.
     SkrelMultibandDistImpl(uint16_t in_uBlockSize, float in_fSampleRate, uint32_t in_uChannels, bool in_bInterleaved);

@@ -14,7 +14,7 @@
 class StereoFDN
 {
 public:
-    static const uint32_t NUM_PRIMES = 32;
+    static constexpr uint32_t NUM_PRIMES = 32;
     static const float MIN_DELAY_MS;
     static const float MAX_DELAY_MS;
     static const float DECAY_BASE; // a fall of 15 dB as a linear gain
