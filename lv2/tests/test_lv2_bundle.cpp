@@ -279,3 +279,63 @@ TEST(Lv2Bundle, ReverbLoadsAModelRecordAndRefusesARoomResponseForNow)
     const QwPlanarAudio out = RunThrough(*pInstance, input, [] { return 1u; });
     EXPECT_EQ(MaxDifference(out, Reference(meta, {}, record, 512, 511, input)), 0.0f);
 }
+
+#ifdef LV2APPLY_PATH
+namespace {
+
+int RunProgram(std::vector<std::string> in_args)
+{
+    std::vector<char*> argv;
+    for (std::string& sArg : in_args)
+        argv.push_back(&sArg[0]);
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    pid_t pid = 0;
+    int iWait = -1;
+    if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) == 0)
+        waitpid(pid, &iWait, 0);
+    posix_spawn_file_actions_destroy(&actions);
+    return WIFEXITED(iWait) ? WEXITSTATUS(iWait) : -1;
+}
+
+} // namespace
+
+// lv2apply runs one frame at a time and states no block length, so the bundle takes blocks of
+// 1024 and a latency of 1025 (3 x 683 - 1024). The distortion's two memoryless algorithms then
+// give qwfx render's output exactly, that much later; the delay's 100 ms echo keeps its time.
+TEST(Lv2Bundle, Lv2applyGivesQwfxRenderLateByTheLatency)
+{
+    const size_t L = 1025;
+    TestTempDir dir;
+    setenv("LV2_PATH", std::filesystem::path(KVFX_LV2_BUNDLE).parent_path().parent_path().c_str(), 1);
+    std::string sError;
+    QwPlanarAudio input = Programme(20000);
+    ASSERT_TRUE(QwWriteFloatWav(dir.File("in.wav"), input, sError)) << sError;
+    const std::string sUri = QwLv2PluginUri(Meta("distortion"));
+    ASSERT_EQ(RunProgram({LV2APPLY_PATH, "-i", dir.File("in.wav"), "-o", dir.File("lv2.wav"), "-c", "algorithm1", "13",
+                          "-c", "drive1", "7", "-c", "algorithm2", "1", sUri}), 0);
+    ASSERT_EQ(RunProgram({QWFX_PATH, "render", "distortion", dir.File("in.wav"), dir.File("qwfx.wav"), "--set",
+                          "algorithm1=hard-limits", "--set", "drive1=7", "--set", "algorithm2=amp-drainer"}), 0);
+    QwPlanarAudio lv2, qwfx;
+    ASSERT_TRUE(QwReadAudioFile(dir.File("lv2.wav"), lv2, sError) && QwReadAudioFile(dir.File("qwfx.wav"), qwfx, sError));
+    ASSERT_EQ(lv2.NumFrames(), input.NumFrames());
+    for (uint32_t c = 0; c < 2; ++c) {
+        EXPECT_EQ(std::vector<float>(lv2.channels[c].begin(), lv2.channels[c].begin() + L), std::vector<float>(L, 0.0f));
+        EXPECT_EQ(std::vector<float>(lv2.channels[c].begin() + L, lv2.channels[c].end()),
+                  std::vector<float>(qwfx.channels[c].begin(), qwfx.channels[c].end() - L));
+    }
+
+    QwPlanarAudio click(48000, 2, 8000);
+    click.channels[0][1000] = 1.0f;
+    ASSERT_TRUE(QwWriteFloatWav(dir.File("click.wav"), click, sError)) << sError;
+    ASSERT_EQ(RunProgram({LV2APPLY_PATH, "-i", dir.File("click.wav"), "-o", dir.File("echo.wav"), "-c", "dry", "0",
+                          "-c", "wet", "100", "-c", "time", "100", "-c", "feedback", "0", "-c", "mode", "5", "-c",
+                          "low_cut", "20", "-c", "high_cut", "20000", QwLv2PluginUri(Meta("delay"))}), 0);
+    ASSERT_TRUE(QwReadAudioFile(dir.File("echo.wav"), lv2, sError)) << sError;
+    const auto& left = lv2.channels[0];
+    EXPECT_EQ(std::find_if(left.begin(), left.end(), [](float v) { return std::fabs(v) > 0.1f; }) - left.begin(),
+              static_cast<std::ptrdiff_t>(1000 + 4800 + 1 + L));
+}
+#endif
