@@ -301,10 +301,9 @@ LV2_Handle Instantiate(const LV2_Descriptor* in_pDescriptor, double in_fRate, co
     }
     p.uRate = static_cast<uint32_t>(in_fRate + 0.5);
     p.uProcessFrames = QwLv2ProcessFrames(uHostFrames);
-    if (p.ports.bMedia && !p.pMap) {
-        lv2_log_error(&p.logger, "kvfx: %s needs the host's urid:map\n", p.Meta().pszShortName);
-        return nullptr;
-    }
+    if (p.ports.bMedia && !p.pMap)
+        lv2_log_warning(&p.logger, "kvfx: without the host's urid:map %s keeps its built-in media\n",
+                        p.Meta().pszShortName);
     if (p.pMap) {
         LV2_URID_Map* m = p.pMap;
         auto Map = [m](const char* in_pszUri) { return m->map(m->handle, in_pszUri); };
@@ -442,7 +441,7 @@ LV2_State_Status Save(LV2_Handle in_hInstance, LV2_State_Store_Function in_store
         std::lock_guard<std::mutex> lock(p.mediaLock);
         sPath = p.sMediaPath;
     }
-    if (sPath.empty())
+    if (sPath.empty() || !p.pMap)
         return LV2_STATE_SUCCESS;
     const LV2_Feature* pMapPath = FindFeature(in_apFeatures, LV2_STATE__mapPath);
     const LV2_Feature* pFreePath = FindFeature(in_apFeatures, LV2_STATE__freePath);
@@ -470,6 +469,8 @@ LV2_State_Status Restore(LV2_Handle in_hInstance, LV2_State_Retrieve_Function in
                          uint32_t, const LV2_Feature* const* in_apFeatures)
 {
     Plugin& p = *static_cast<Plugin*>(in_hInstance);
+    if (!p.pMap || !p.ports.bMedia)
+        return LV2_STATE_SUCCESS;
     size_t uSize = 0;
     uint32_t uType = 0;
     uint32_t uFlags = 0;

@@ -122,12 +122,13 @@ std::string PluginTurtle(const QwEffectMeta& in_meta)
         << "\topts:supportedOption bufsz:nominalBlockLength ;\n"
         << "\tlv2:optionalFeature lv2:hardRTCapable, log:log, work:schedule"
         << (ports.bMedia ? ", state:mapPath ;\n" : " ;\n");
+    // Without urid:map the media stays the built-in one (lv2apply passes no features).
+    out << "\tlv2:optionalFeature urid:map ;\n";
     if (ports.bMedia)
-        out << "\tlv2:requiredFeature urid:map ;\n"
-            << "\tlv2:extensionData state:interface, work:interface ;\n"
+        out << "\tlv2:extensionData state:interface, work:interface ;\n"
             << "\tpatch:writable <" << QwLv2MediaPropertyUri(in_meta) << "> ;\n";
     else
-        out << "\tlv2:optionalFeature urid:map ;\n\tlv2:extensionData work:interface ;\n";
+        out << "\tlv2:extensionData work:interface ;\n";
     out << "\tlv2:port [\n";
     for (uint32_t i = 0; i < in_meta.uParamCount; ++i) {
         ControlPort(out, i, in_meta.pParams[i]);
@@ -146,10 +147,12 @@ std::string PluginTurtle(const QwEffectMeta& in_meta)
         << "\t\tlv2:portProperty lv2:reportsLatency, lv2:integer ;\n\t\tunits:unit units:frame\n\t]";
     if (ports.bMedia)
         out << " , [\n\t\ta lv2:InputPort, atom:AtomPort ;\n\t\tatom:bufferType atom:Sequence ;\n"
-            << "\t\tatom:supports patch:Message ;\n\t\tlv2:designation lv2:control ;\n\t\tlv2:index " << ports.Control()
+            << "\t\tatom:supports patch:Message ;\n\t\tlv2:designation lv2:control ;\n"
+            << "\t\tlv2:portProperty lv2:connectionOptional ;\n\t\tlv2:index " << ports.Control()
             << " ;\n\t\tlv2:symbol \"control\" ;\n\t\tlv2:name \"control\"\n\t] , [\n"
             << "\t\ta lv2:OutputPort, atom:AtomPort ;\n\t\tatom:bufferType atom:Sequence ;\n"
-            << "\t\tatom:supports patch:Message ;\n\t\tlv2:designation lv2:control ;\n\t\tlv2:index " << ports.Notify()
+            << "\t\tatom:supports patch:Message ;\n\t\tlv2:designation lv2:control ;\n"
+            << "\t\tlv2:portProperty lv2:connectionOptional ;\n\t\tlv2:index " << ports.Notify()
             << " ;\n\t\tlv2:symbol \"notify\" ;\n\t\tlv2:name \"notify\"\n\t]";
     out << " .\n";
     return out.str();

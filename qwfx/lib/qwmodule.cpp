@@ -75,5 +75,10 @@ std::string QwDefaultModulePath()
         return "libkvfx.so";
     std::string sExe(aPath, static_cast<size_t>(sLength));
     const size_t uSlash = sExe.rfind('/');
-    return (uSlash == std::string::npos ? std::string(".") : sExe.substr(0, uSlash)) + "/libkvfx.so";
+    const std::string sDir = uSlash == std::string::npos ? std::string(".") : sExe.substr(0, uSlash);
+    // Installed, the program is in P/bin and the module in P/lib.
+    const std::string sInstalled = sDir + "/../lib/libkvfx.so";
+    if (access((sDir + "/libkvfx.so").c_str(), F_OK) != 0 && access(sInstalled.c_str(), F_OK) == 0)
+        return sInstalled;
+    return sDir + "/libkvfx.so";
 }

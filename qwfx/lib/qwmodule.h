@@ -33,5 +33,5 @@ private:
     std::string m_sPath;
 };
 
-// libkvfx.so in the folder of the running executable.
+// libkvfx.so in the folder of the running executable, or in ../lib beside it once installed.
 std::string QwDefaultModulePath();
