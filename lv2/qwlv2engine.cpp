@@ -49,7 +49,7 @@ uint32_t QwLv2ValueBits(const QwParamMeta& in_param, float in_fValue)
 }
 
 QwLv2Engine* QwLv2Engine::Create(const QwPluginRegistration& in_record, const QwEffectMeta& in_meta,
-                                 uint32_t in_uSampleRate, uint32_t in_uProcessFrames,
+                                 uint32_t in_uSampleRate, uint32_t in_uProcessFrames, bool in_bWholeRuns,
                                  const std::vector<uint32_t>& in_values, std::vector<uint8_t> in_media,
                                  std::string& out_sError)
 {
@@ -73,9 +73,11 @@ QwLv2Engine* QwLv2Engine::Create(const QwPluginRegistration& in_record, const Qw
         delete pEngine;
         return nullptr;
     }
-    pEngine->m_uChunkFrames = QwLv2AdapterFrames(in_uProcessFrames);
-    if (pEngine->m_mmb.Init(&QwLv2SharedAllocator(), pEngine->m_uChunkFrames, QW_LV2_CHANNELS) != QW_Success ||
-        pEngine->m_mmb.ProcessBlockFrames() != in_uProcessFrames) {
+    pEngine->m_bWholeRuns = in_bWholeRuns;
+    pEngine->m_uChunkFrames = in_bWholeRuns ? in_uProcessFrames : QwLv2AdapterFrames(in_uProcessFrames);
+    if (!in_bWholeRuns &&
+        (pEngine->m_mmb.Init(&QwLv2SharedAllocator(), pEngine->m_uChunkFrames, QW_LV2_CHANNELS) != QW_Success ||
+         pEngine->m_mmb.ProcessBlockFrames() != in_uProcessFrames)) {
         out_sError = sName + ": the block adapter could not be set up";
         delete pEngine;
         return nullptr;
@@ -108,7 +110,10 @@ void QwLv2Engine::Process(const float* const* in_apIn, float* const* in_apOut, u
             std::memcpy(&m_scratch[c * m_uChunkFrames], in_apIn[c] + uDone, n * sizeof(float));
         QwAudioBuffer buffer = {m_scratch.data(), QW_LV2_CHANNEL_CONFIG, QW_DataReady,
                                 static_cast<uint16_t>(m_uChunkFrames), static_cast<uint16_t>(n)};
-        m_mmb.Run(buffer, m_tail, [] { return 0u; }, [&](QwAudioBuffer& io_block) { pEffect->Execute(&io_block); });
+        if (m_bWholeRuns)
+            pEffect->Execute(&buffer);
+        else
+            m_mmb.Run(buffer, m_tail, [] { return 0u; }, [&](QwAudioBuffer& io_block) { pEffect->Execute(&io_block); });
         // The latency covers every run length, so the adapter always fills the block; should
         // it not, the rest is silence rather than stale samples.
         const uint32_t uGot = std::min<uint32_t>(buffer.uValidFrames, n);

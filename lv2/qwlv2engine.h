@@ -43,9 +43,10 @@ class QwLv2Engine
 {
 public:
     // Everything that allocates happens here, off the audio thread. in_values holds the bits
-    // of every table row; they are in place before Init. Null and out_sError on failure.
+    // of every table row; they are in place before Init. in_bWholeRuns: every run is exactly
+    // in_uProcessFrames long, so no adapter. Null and out_sError on failure.
     static QwLv2Engine* Create(const QwPluginRegistration& in_record, const QwEffectMeta& in_meta,
-                               uint32_t in_uSampleRate, uint32_t in_uProcessFrames,
+                               uint32_t in_uSampleRate, uint32_t in_uProcessFrames, bool in_bWholeRuns,
                                const std::vector<uint32_t>& in_values, std::vector<uint8_t> in_media,
                                std::string& out_sError);
     ~QwLv2Engine();
@@ -75,6 +76,7 @@ private:
     std::vector<float> m_scratch;     // channel-major, stride m_uChunkFrames
     std::vector<uint32_t> m_applied;  // the bits the effect was last given, per table row
     uint32_t m_uChunkFrames = 0;
+    bool m_bWholeRuns = false;
 };
 
 // How often the module reported an assertion, process-wide; the hook only counts, so that it

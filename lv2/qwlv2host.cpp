@@ -107,7 +107,7 @@ bool QwLv2Instance::Open(const std::string& in_sUri, const QwLv2HostSettings& in
     }
     m_settings = in_settings;
     const LV2_URID uInt = m_world.Map(LV2_ATOM__Int);
-    m_aiBlock[0] = 1;
+    m_aiBlock[0] = in_settings.bFixedBlocks ? static_cast<int32_t>(in_settings.uMaxBlockFrames) : 1;
     m_aiBlock[1] = static_cast<int32_t>(in_settings.uMaxBlockFrames);
     m_aiBlock[2] = static_cast<int32_t>(in_settings.uNominalBlockFrames);
     m_fSampleRate = static_cast<float>(in_settings.fSampleRate);
@@ -128,9 +128,14 @@ bool QwLv2Instance::Open(const std::string& in_sUri, const QwLv2HostSettings& in
     m_aFeatures[2] = {LV2_OPTIONS__options, m_aOptions};
     m_aFeatures[3] = {LV2_BUF_SIZE__boundedBlockLength, nullptr};
     m_aFeatures[4] = {LV2_WORKER__schedule, &m_schedule};
-    for (size_t i = 0; i < 5; ++i)
+    size_t uFeatures = 5;
+    if (in_settings.bFixedBlocks) {
+        m_aFeatures[uFeatures++] = {LV2_BUF_SIZE__fixedBlockLength, nullptr};
+        m_aFeatures[uFeatures++] = {LV2_BUF_SIZE__powerOf2BlockLength, nullptr};
+    }
+    for (size_t i = 0; i < uFeatures; ++i)
         m_apFeatures[i] = &m_aFeatures[i];
-    m_apFeatures[5] = nullptr;
+    m_apFeatures[uFeatures] = nullptr;
 
     m_pInstance = lilv_plugin_instantiate(m_pPlugin, in_settings.fSampleRate, m_apFeatures);
     if (!m_pInstance) {

@@ -52,6 +52,7 @@ struct QwLv2HostSettings
     double fSampleRate = 48000.0;
     uint32_t uMaxBlockFrames = 512;     // the bound stated in the options
     uint32_t uNominalBlockFrames = 0;   // 0: not stated
+    bool bFixedBlocks = false;          // promises fixed, power-of-two runs of uMaxBlockFrames
 };
 
 class QwLv2Instance
@@ -128,6 +129,6 @@ private:
     float m_fSampleRate = 0.0f;
     LV2_Options_Option m_aOptions[5] = {};
     LV2_Worker_Schedule m_schedule = {};
-    LV2_Feature m_aFeatures[6] = {};
-    const LV2_Feature* m_apFeatures[7] = {};
+    LV2_Feature m_aFeatures[7] = {};
+    const LV2_Feature* m_apFeatures[8] = {};
 };

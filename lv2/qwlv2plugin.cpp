@@ -74,6 +74,7 @@ public:
     QwLv2Ports ports;
     uint32_t uRate = 0;
     uint32_t uProcessFrames = 0;
+    bool bWholeRuns = false;
     std::vector<const float*> paramPorts;
     const float* apIn[QW_LV2_CHANNELS] = {};
     float* apOut[QW_LV2_CHANNELS] = {};
@@ -109,7 +110,7 @@ public:
     {
         std::string sError;
         QwLv2Engine* pNew =
-            QwLv2Engine::Create(*pEffect->pRecord, Meta(), uRate, uProcessFrames, in_values, std::move(in_media), sError);
+            QwLv2Engine::Create(*pEffect->pRecord, Meta(), uRate, uProcessFrames, bWholeRuns, in_values, std::move(in_media), sError);
         if (!pNew)
             lv2_log_error(&logger, "kvfx: %s\n", sError.c_str());
         else
@@ -212,7 +213,7 @@ public:
                     continue;
                 ReadPorts();
                 if (!ScheduleWork(WORK_LOAD, static_cast<const char*>(LV2_ATOM_BODY_CONST(pValue)), pValue->size))
-                    lv2_log_error(&logger, "kvfx: cannot load a file without the host's worker\n");
+                    lv2_log_error(&logger, "kvfx: the file cannot be loaded: no worker, or a path over 4096 bytes\n");
             }
         }
     }
@@ -301,6 +302,9 @@ LV2_Handle Instantiate(const LV2_Descriptor* in_pDescriptor, double in_fRate, co
     }
     p.uRate = static_cast<uint32_t>(in_fRate + 0.5);
     p.uProcessFrames = QwLv2ProcessFrames(uHostFrames);
+    // Runs of one fixed power-of-two length that a process block can be: no adapter needed.
+    p.bWholeRuns = FindFeature(in_apFeatures, LV2_BUF_SIZE__fixedBlockLength) &&
+                   FindFeature(in_apFeatures, LV2_BUF_SIZE__powerOf2BlockLength) && p.uProcessFrames == uHostFrames;
     if (p.ports.bMedia && !p.pMap)
         lv2_log_warning(&p.logger, "kvfx: without the host's urid:map %s keeps its built-in media\n",
                         p.Meta().pszShortName);

@@ -120,7 +120,8 @@ std::string PluginTurtle(const QwEffectMeta& in_meta)
         << "\tlv2:requiredFeature bufsz:boundedBlockLength, opts:options ;\n"
         << "\topts:requiredOption bufsz:maxBlockLength ;\n"
         << "\topts:supportedOption bufsz:nominalBlockLength ;\n"
-        << "\tlv2:optionalFeature lv2:hardRTCapable, log:log, work:schedule"
+        << "\tlv2:optionalFeature lv2:hardRTCapable, log:log, work:schedule, bufsz:fixedBlockLength, "
+           "bufsz:powerOf2BlockLength"
         << (ports.bMedia ? ", state:mapPath ;\n" : " ;\n");
     // Without urid:map the media stays the built-in one (lv2apply passes no features).
     out << "\tlv2:optionalFeature urid:map ;\n";

@@ -59,11 +59,13 @@ QwPlanarAudio RunThrough(QwLv2Instance& io_instance, const QwPlanarAudio& in_inp
     return out;
 }
 
-std::unique_ptr<QwLv2Instance> Open(const QwEffectMeta& in_meta, uint32_t in_uMaxBlock, const Settings& in_settings)
+std::unique_ptr<QwLv2Instance> Open(const QwEffectMeta& in_meta, uint32_t in_uMaxBlock, const Settings& in_settings,
+                                    bool in_bFixedBlocks = false)
 {
     auto pInstance = std::make_unique<QwLv2Instance>(World());
     QwLv2HostSettings host;
     host.uMaxBlockFrames = in_uMaxBlock;
+    host.bFixedBlocks = in_bFixedBlocks;
     std::string sError;
     EXPECT_TRUE(pInstance->Open(QwLv2PluginUri(in_meta), host, sError)) << sError;
     for (const auto& setting : in_settings)
@@ -202,6 +204,11 @@ TEST(Lv2Bundle, EveryEffectKeepsItsTimeUnderAnyRunLengths)
                 EXPECT_EQ(MaxDifference(out, reference), 0.0f) << testCase.pszEffect << " at " << uMaxBlock;
             }
         }
+        // A host of fixed power-of-two runs gets them as the effect's blocks, without latency.
+        auto pFixed = Open(meta, 256, testCase.settings, true);
+        const QwPlanarAudio out = RunThrough(*pFixed, input, [] { return 256u; });
+        EXPECT_EQ(pFixed->Control("latency"), 0.0f);
+        EXPECT_EQ(MaxDifference(out, Reference(meta, testCase.settings, {}, 256, 0, input)), 0.0f) << testCase.pszEffect;
     }
 }
 
@@ -255,7 +262,7 @@ TEST(Lv2Bundle, BoxModelerLoadsAResponseFileAndKeepsItInState)
 }
 
 // The reverb takes a model record from a file; an audio file waits for the modeler and leaves
-// the running model alone.
+// the running model alone. Its tail goes on after the input falls silent.
 TEST(Lv2Bundle, ReverbLoadsAModelRecordAndRefusesARoomResponseForNow)
 {
     TestTempDir dir;
@@ -269,7 +276,9 @@ TEST(Lv2Bundle, ReverbLoadsAModelRecordAndRefusesARoomResponseForNow)
     std::string sError;
     ASSERT_TRUE(QwWriteFloatWav(dir.File("room.wav"), QwPlanarAudio(48000, 2, 100), sError));
     const QwEffectMeta& meta = Meta("reverb");
-    const QwPlanarAudio input = Programme(6000);
+    QwPlanarAudio input = Programme(6000);
+    for (auto& channel : input.channels)
+        channel.resize(12000, 0.0f);
     auto pInstance = Open(meta, 512, {});
     pInstance->SetPathProperty(QwLv2MediaPropertyUri(meta), dir.File("room.bin"));
     pInstance->Run(nullptr, nullptr, 0);
@@ -278,6 +287,8 @@ TEST(Lv2Bundle, ReverbLoadsAModelRecordAndRefusesARoomResponseForNow)
     EXPECT_EQ(pInstance->AnnouncedPath(), dir.File("room.bin"));
     const QwPlanarAudio out = RunThrough(*pInstance, input, [] { return 1u; });
     EXPECT_EQ(MaxDifference(out, Reference(meta, {}, record, 512, 511, input)), 0.0f);
+    // The tail rings on while the host runs the plug-in on silence.
+    EXPECT_GT(*std::max_element(out.channels[0].begin() + 11000, out.channels[0].end()), 1e-3f);
 }
 
 #ifdef LV2APPLY_PATH
