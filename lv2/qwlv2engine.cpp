@@ -49,7 +49,8 @@ uint32_t QwLv2ValueBits(const QwParamMeta& in_param, float in_fValue)
 }
 
 QwLv2Engine* QwLv2Engine::Create(const QwPluginRegistration& in_record, const QwEffectMeta& in_meta,
-                                 uint32_t in_uSampleRate, uint32_t in_uProcessFrames, bool in_bWholeRuns,
+                                 uint32_t in_uChannelConfig, uint32_t in_uSampleRate,
+                                 uint32_t in_uProcessFrames, bool in_bWholeRuns,
                                  const std::vector<uint32_t>& in_values, std::vector<uint8_t> in_media,
                                  std::string& out_sError)
 {
@@ -65,7 +66,9 @@ QwLv2Engine* QwLv2Engine::Create(const QwPluginRegistration& in_record, const Qw
     }
     pEngine->m_pMeta = &in_meta;
     pEngine->m_applied = in_values;
-    const QwFormat format = {in_uSampleRate, QW_LV2_CHANNEL_CONFIG, 0};
+    pEngine->m_uChannelConfig = in_uChannelConfig;
+    pEngine->m_uChannels = QwChannelCount(in_uChannelConfig);
+    const QwFormat format = {in_uSampleRate, in_uChannelConfig, 0};
     eResult = pEngine->m_instance.CreateEffect(in_record, format, static_cast<uint16_t>(in_uProcessFrames),
                                                std::move(in_media));
     if (eResult != QW_Success) {
@@ -76,13 +79,13 @@ QwLv2Engine* QwLv2Engine::Create(const QwPluginRegistration& in_record, const Qw
     pEngine->m_bWholeRuns = in_bWholeRuns;
     pEngine->m_uChunkFrames = in_bWholeRuns ? in_uProcessFrames : QwLv2AdapterFrames(in_uProcessFrames);
     if (!in_bWholeRuns &&
-        (pEngine->m_mmb.Init(&QwLv2SharedAllocator(), pEngine->m_uChunkFrames, QW_LV2_CHANNELS) != QW_Success ||
+        (pEngine->m_mmb.Init(&QwLv2SharedAllocator(), pEngine->m_uChunkFrames, pEngine->m_uChannels) != QW_Success ||
          pEngine->m_mmb.ProcessBlockFrames() != in_uProcessFrames)) {
         out_sError = sName + ": the block adapter could not be set up";
         delete pEngine;
         return nullptr;
     }
-    pEngine->m_scratch.assign(static_cast<size_t>(QW_LV2_CHANNELS) * pEngine->m_uChunkFrames, 0.0f);
+    pEngine->m_scratch.assign(static_cast<size_t>(pEngine->m_uChannels) * pEngine->m_uChunkFrames, 0.0f);
     return pEngine;
 }
 
@@ -106,9 +109,9 @@ void QwLv2Engine::Process(const float* const* in_apIn, float* const* in_apOut, u
     QwEffectPlugin* pEffect = m_instance.Effect();
     for (uint32_t uDone = 0; uDone < in_uFrames;) {
         const uint32_t n = std::min(in_uFrames - uDone, m_uChunkFrames);
-        for (uint32_t c = 0; c < QW_LV2_CHANNELS; ++c)
+        for (uint32_t c = 0; c < m_uChannels; ++c)
             std::memcpy(&m_scratch[c * m_uChunkFrames], in_apIn[c] + uDone, n * sizeof(float));
-        QwAudioBuffer buffer = {m_scratch.data(), QW_LV2_CHANNEL_CONFIG, QW_DataReady,
+        QwAudioBuffer buffer = {m_scratch.data(), m_uChannelConfig, QW_DataReady,
                                 static_cast<uint16_t>(m_uChunkFrames), static_cast<uint16_t>(n)};
         if (m_bWholeRuns)
             pEffect->Execute(&buffer);
@@ -117,7 +120,7 @@ void QwLv2Engine::Process(const float* const* in_apIn, float* const* in_apOut, u
         // The latency covers every run length, so the adapter always fills the block; should
         // it not, the rest is silence rather than stale samples.
         const uint32_t uGot = std::min<uint32_t>(buffer.uValidFrames, n);
-        for (uint32_t c = 0; c < QW_LV2_CHANNELS; ++c) {
+        for (uint32_t c = 0; c < m_uChannels; ++c) {
             std::memcpy(in_apOut[c] + uDone, &m_scratch[c * m_uChunkFrames], uGot * sizeof(float));
             std::fill(in_apOut[c] + uDone + uGot, in_apOut[c] + uDone + n, 0.0f);
         }

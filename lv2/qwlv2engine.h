@@ -46,7 +46,8 @@ public:
     // of every table row; they are in place before Init. in_bWholeRuns: every run is exactly
     // in_uProcessFrames long, so no adapter. Null and out_sError on failure.
     static QwLv2Engine* Create(const QwPluginRegistration& in_record, const QwEffectMeta& in_meta,
-                               uint32_t in_uSampleRate, uint32_t in_uProcessFrames, bool in_bWholeRuns,
+                               uint32_t in_uChannelConfig, uint32_t in_uSampleRate,
+                               uint32_t in_uProcessFrames, bool in_bWholeRuns,
                                const std::vector<uint32_t>& in_values, std::vector<uint8_t> in_media,
                                std::string& out_sError);
     ~QwLv2Engine();
@@ -76,6 +77,8 @@ private:
     std::vector<float> m_scratch;     // channel-major, stride m_uChunkFrames
     std::vector<uint32_t> m_applied;  // the bits the effect was last given, per table row
     uint32_t m_uChunkFrames = 0;
+    uint32_t m_uChannelConfig = 0;
+    uint32_t m_uChannels = 0;
     bool m_bWholeRuns = false;
 };
 

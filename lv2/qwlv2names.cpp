@@ -2,9 +2,30 @@
 #include <cstring>
 #include "qwfx/lib/qwmodule.h"
 
-std::string QwLv2PluginUri(const QwEffectMeta& in_meta) { return std::string(QW_LV2_URI_BASE) + in_meta.pszShortName; }
+const std::vector<QwLv2Layout>& QwLv2Layouts()
+{
+    static const char* const s_apszStereo[] = {"left", "right"};
+    static const char* const s_apszMono[] = {""};
+    static const char* const s_apszSurround[] = {"fl", "fr", "c", "lfe", "sl", "sr"};
+    static const std::vector<QwLv2Layout> s_layouts = {
+        {"", "stereo", 2, 2u | (0x003u << 12), s_apszStereo},
+        {"-mono", "mono", 1, 1u | (0x004u << 12), s_apszMono},
+        {"-5.1", "5.1", 6, 6u | (0x60Fu << 12), s_apszSurround},
+    };
+    return s_layouts;
+}
 
-std::string QwLv2MediaPropertyUri(const QwEffectMeta& in_meta) { return QwLv2PluginUri(in_meta) + "#media"; }
+const QwLv2Layout& QwLv2Stereo() { return QwLv2Layouts()[0]; }
+
+std::string QwLv2PluginUri(const QwEffectMeta& in_meta, const QwLv2Layout& in_layout)
+{
+    return std::string(QW_LV2_URI_BASE) + in_meta.pszShortName + in_layout.pszSuffix;
+}
+
+std::string QwLv2MediaPropertyUri(const QwEffectMeta& in_meta)
+{
+    return std::string(QW_LV2_URI_BASE) + in_meta.pszShortName + "#media";
+}
 
 std::string QwLv2PortSymbol(const char* in_pszParamName)
 {
@@ -33,6 +54,7 @@ std::vector<QwLv2Effect> QwLv2Effects(const QwModule& in_module)
     std::vector<QwLv2Effect> effects;
     for (const QwPluginRegistration* pRecord : in_module.Records())
         if (const QwEffectMeta* pMeta = QwFindEffectMeta(pRecord->uPluginID))
-            effects.push_back({pRecord, pMeta});
+            for (const QwLv2Layout& layout : QwLv2Layouts())
+                effects.push_back({pRecord, pMeta, &layout});
     return effects;
 }

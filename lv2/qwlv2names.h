@@ -8,12 +8,24 @@
 
 #define QW_LV2_URI_BASE "https://kvfx.invalid/lv2/"
 
-// Stereo in and out: the one layout every effect of the module takes.
-enum : uint32_t { QW_LV2_CHANNELS = 2, QW_LV2_CHANNEL_CONFIG = 2u | (0x3u << 12) };
+enum : uint32_t { QW_LV2_MAX_CHANNELS = 8 };
 
-// QW_LV2_URI_BASE followed by the short name qwfx list prints.
-std::string QwLv2PluginUri(const QwEffectMeta& in_meta);
-// The property a host sets with patch:Set to choose the media file.
+// The layouts each effect is offered in: stereo under the effect's own name, then mono and 5.1
+// under the name with a suffix.
+struct QwLv2Layout
+{
+    const char* pszSuffix;              // "", "-mono", "-5.1"
+    const char* pszLabel;               // "stereo", "mono", "5.1"
+    uint32_t uChannels;
+    uint32_t uChannelConfig;            // count in bits 0-7, speaker mask from bit 12
+    const char* const* apszChannels;    // per channel: symbol suffix ("" for mono) and name
+};
+const std::vector<QwLv2Layout>& QwLv2Layouts();
+const QwLv2Layout& QwLv2Stereo();
+
+// QW_LV2_URI_BASE, the short name qwfx list prints, the layout's suffix.
+std::string QwLv2PluginUri(const QwEffectMeta& in_meta, const QwLv2Layout& in_layout = QwLv2Stereo());
+// The property a host sets with patch:Set to choose the media file (one for all layouts).
 std::string QwLv2MediaPropertyUri(const QwEffectMeta& in_meta);
 // The qwfx params name with '-' replaced by '_' (LV2 symbols are C identifiers).
 std::string QwLv2PortSymbol(const char* in_pszParamName);
@@ -28,26 +40,29 @@ bool QwLv2RebuildsOnChange(const QwEffectMeta& in_meta, const QwParamMeta& in_pa
 struct QwLv2Ports
 {
     uint32_t uParams;
+    uint32_t uChannels;
     bool bMedia;
 
-    explicit QwLv2Ports(const QwEffectMeta& in_meta)
-        : uParams(in_meta.uParamCount), bMedia(QwLv2TakesMedia(in_meta))
+    QwLv2Ports(const QwEffectMeta& in_meta, const QwLv2Layout& in_layout)
+        : uParams(in_meta.uParamCount), uChannels(in_layout.uChannels), bMedia(QwLv2TakesMedia(in_meta))
     {
     }
     uint32_t AudioIn(uint32_t in_uChannel) const { return uParams + in_uChannel; }
-    uint32_t AudioOut(uint32_t in_uChannel) const { return uParams + QW_LV2_CHANNELS + in_uChannel; }
-    uint32_t Latency() const { return uParams + 2 * QW_LV2_CHANNELS; }
+    uint32_t AudioOut(uint32_t in_uChannel) const { return uParams + uChannels + in_uChannel; }
+    uint32_t Latency() const { return uParams + 2 * uChannels; }
     uint32_t Control() const { return Latency() + 1; }
     uint32_t Notify() const { return Latency() + 2; }
     uint32_t Count() const { return bMedia ? Notify() + 1 : Latency() + 1; }
 };
 
-// The module's effects that have a parameter table, in walk order: the plug-ins of the bundle.
+// The plug-ins of the bundle: the module's effects that have a parameter table, in walk order,
+// each in every layout.
 struct QwPluginRegistration;
 class QwModule;
 struct QwLv2Effect
 {
     const QwPluginRegistration* pRecord;
     const QwEffectMeta* pMeta;
+    const QwLv2Layout* pLayout;
 };
 std::vector<QwLv2Effect> QwLv2Effects(const QwModule& in_module);

@@ -76,8 +76,8 @@ public:
     uint32_t uProcessFrames = 0;
     bool bWholeRuns = false;
     std::vector<const float*> paramPorts;
-    const float* apIn[QW_LV2_CHANNELS] = {};
-    float* apOut[QW_LV2_CHANNELS] = {};
+    const float* apIn[QW_LV2_MAX_CHANNELS] = {};
+    float* apOut[QW_LV2_MAX_CHANNELS] = {};
     float* pLatency = nullptr;
     const LV2_Atom_Sequence* pControl = nullptr;
     LV2_Atom_Sequence* pNotify = nullptr;
@@ -102,7 +102,7 @@ public:
     std::vector<uint8_t> media;
     std::string sMediaPath;
 
-    explicit Plugin(const QwLv2Effect& in_effect) : pEffect(&in_effect), ports(*in_effect.pMeta) {}
+    explicit Plugin(const QwLv2Effect& in_effect) : pEffect(&in_effect), ports(*in_effect.pMeta, *in_effect.pLayout) {}
 
     const QwEffectMeta& Meta() const { return *pEffect->pMeta; }
 
@@ -110,7 +110,8 @@ public:
     {
         std::string sError;
         QwLv2Engine* pNew =
-            QwLv2Engine::Create(*pEffect->pRecord, Meta(), uRate, uProcessFrames, bWholeRuns, in_values, std::move(in_media), sError);
+            QwLv2Engine::Create(*pEffect->pRecord, Meta(), pEffect->pLayout->uChannelConfig, uRate,
+                                                 uProcessFrames, bWholeRuns, in_values, std::move(in_media), sError);
         if (!pNew)
             lv2_log_error(&logger, "kvfx: %s\n", sError.c_str());
         else
@@ -357,7 +358,10 @@ void Run(LV2_Handle in_hInstance, uint32_t in_uFrames)
     Plugin& p = *static_cast<Plugin*>(in_hInstance);
     p.ReadControl();
     p.ApplyPorts();
-    if (p.apIn[0] && p.apIn[1] && p.apOut[0] && p.apOut[1])
+    bool bConnected = true;
+    for (uint32_t c = 0; c < p.ports.uChannels; ++c)
+        bConnected = bConnected && p.apIn[c] && p.apOut[c];
+    if (bConnected)
         p.pEngine->Process(p.apIn, p.apOut, in_uFrames);
     if (p.pLatency)
         *p.pLatency = static_cast<float>(p.pEngine->LatencyFrames());
@@ -539,7 +543,7 @@ Bundle& TheBundle()
         g_pQWPluginList.QwAssertHook = &QwLv2AssertHook;
         pBundle->effects = QwLv2Effects(pBundle->module);
         for (const QwLv2Effect& effect : pBundle->effects)
-            pBundle->uris.push_back(QwLv2PluginUri(*effect.pMeta));
+            pBundle->uris.push_back(QwLv2PluginUri(*effect.pMeta, *effect.pLayout));
         for (const std::string& sUri : pBundle->uris)
             pBundle->descriptors.push_back(LV2_Descriptor{sUri.c_str(), Instantiate, ConnectPort, Activate, Run,
                                                           nullptr, Cleanup, ExtensionData});

@@ -104,17 +104,18 @@ void ControlPort(std::ostream& out, uint32_t in_uIndex, const QwParamMeta& in_pa
     out << "\n";
 }
 
-std::string PluginTurtle(const QwEffectMeta& in_meta)
+std::string PluginTurtle(const QwEffectMeta& in_meta, const QwLv2Layout& in_layout)
 {
-    const QwLv2Ports ports(in_meta);
-    const std::string sUri = "<" + QwLv2PluginUri(in_meta) + ">";
+    const QwLv2Ports ports(in_meta, in_layout);
+    const std::string sUri = "<" + QwLv2PluginUri(in_meta, in_layout) + ">";
     std::ostringstream out;
     out << PREFIXES;
     if (ports.bMedia)
         out << "<" << QwLv2MediaPropertyUri(in_meta) << ">\n\ta lv2:Parameter ;\n\trdfs:label "
             << Quoted(MediaLabel(in_meta.pszShortName)) << " ;\n\trdfs:range atom:Path .\n\n";
     out << sUri << "\n\ta lv2:Plugin, " << PluginClass(in_meta.pszShortName) << " ;\n"
-        << "\tdoap:name " << Quoted(std::string("kvfx ") + in_meta.pszShortName) << " ;\n"
+        << "\tdoap:name " << Quoted(std::string("kvfx ") + in_meta.pszShortName + " (" + in_layout.pszLabel + ")")
+        << " ;\n"
         << "\trdfs:comment \"Parameters go to the effect as they are, once per change: the effect does no "
            "smoothing. Output lags input by the latency port's frames.\" ;\n"
         << "\tlv2:requiredFeature bufsz:boundedBlockLength, opts:options ;\n"
@@ -135,14 +136,16 @@ std::string PluginTurtle(const QwEffectMeta& in_meta)
         ControlPort(out, i, in_meta.pParams[i]);
         out << "\t] , [\n";
     }
-    static const char* const s_apszSides[] = {"left", "right"};
-    for (uint32_t c = 0; c < QW_LV2_CHANNELS; ++c)
-        out << "\t\ta lv2:InputPort, lv2:AudioPort ;\n\t\tlv2:index " << ports.AudioIn(c) << " ;\n\t\tlv2:symbol \"in_"
-            << s_apszSides[c] << "\" ;\n\t\tlv2:name \"in " << s_apszSides[c] << "\"\n\t] , [\n";
-    for (uint32_t c = 0; c < QW_LV2_CHANNELS; ++c)
-        out << "\t\ta lv2:OutputPort, lv2:AudioPort ;\n\t\tlv2:index " << ports.AudioOut(c)
-            << " ;\n\t\tlv2:symbol \"out_" << s_apszSides[c] << "\" ;\n\t\tlv2:name \"out " << s_apszSides[c]
-            << "\"\n\t] , [\n";
+    for (uint32_t uOut = 0; uOut < 2; ++uOut) {
+        for (uint32_t c = 0; c < ports.uChannels; ++c) {
+            const std::string sChannel = in_layout.apszChannels[c];
+            const std::string sSide = uOut ? "out" : "in";
+            out << "\t\ta lv2:" << (uOut ? "Output" : "Input") << "Port, lv2:AudioPort ;\n\t\tlv2:index "
+                << (uOut ? ports.AudioOut(c) : ports.AudioIn(c)) << " ;\n\t\tlv2:symbol "
+                << Quoted(sChannel.empty() ? sSide : sSide + "_" + sChannel) << " ;\n\t\tlv2:name "
+                << Quoted(sChannel.empty() ? sSide : sSide + " " + sChannel) << "\n\t] , [\n";
+        }
+    }
     out << "\t\ta lv2:OutputPort, lv2:ControlPort ;\n\t\tlv2:index " << ports.Latency()
         << " ;\n\t\tlv2:symbol \"latency\" ;\n\t\tlv2:name \"latency\" ;\n"
         << "\t\tlv2:portProperty lv2:reportsLatency, lv2:integer ;\n\t\tunits:unit units:frame\n\t]";
@@ -190,10 +193,10 @@ int main(int argc, char** argv)
     manifest << "@prefix lv2: <http://lv2plug.in/ns/lv2core#> .\n"
              << "@prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .\n\n";
     for (const QwLv2Effect& effect : QwLv2Effects(module)) {
-        const std::string sFile = std::string(effect.pMeta->pszShortName) + ".ttl";
-        manifest << "<" << QwLv2PluginUri(*effect.pMeta) << ">\n\ta lv2:Plugin ;\n\tlv2:binary <" << argv[3]
-                 << "> ;\n\trdfs:seeAlso <" << sFile << "> .\n\n";
-        if (!WriteFile(sDir + "/" + sFile, PluginTurtle(*effect.pMeta)))
+        const std::string sFile = std::string(effect.pMeta->pszShortName) + effect.pLayout->pszSuffix + ".ttl";
+        manifest << "<" << QwLv2PluginUri(*effect.pMeta, *effect.pLayout) << ">\n\ta lv2:Plugin ;\n\tlv2:binary <"
+                 << argv[3] << "> ;\n\trdfs:seeAlso <" << sFile << "> .\n\n";
+        if (!WriteFile(sDir + "/" + sFile, PluginTurtle(*effect.pMeta, *effect.pLayout)))
             return 1;
     }
     return WriteFile(sDir + "/manifest.ttl", manifest.str()) ? 0 : 1;

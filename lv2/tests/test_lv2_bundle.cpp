@@ -31,15 +31,14 @@ QwLv2World& World()
 
 const QwEffectMeta& Meta(const char* in_pszName) { return *QwFindEffectMeta(in_pszName); }
 
-// A test programme: two unrelated tones under a decaying envelope that restarts, and a click.
-QwPlanarAudio Programme(size_t in_uFrames)
+// A test programme: unrelated tones under a decaying envelope that restarts, and a click.
+QwPlanarAudio Programme(size_t in_uFrames, uint32_t in_uChannels = 2)
 {
-    QwPlanarAudio audio(48000, 2, in_uFrames);
-    for (size_t i = 0; i < in_uFrames; ++i) {
-        const double fEnvelope = std::exp(-double(i % 9000) / 2000.0);
-        audio.channels[0][i] = static_cast<float>(0.7 * fEnvelope * std::sin(0.031 * i));
-        audio.channels[1][i] = static_cast<float>(0.5 * fEnvelope * std::sin(0.0073 * i + 1.0));
-    }
+    QwPlanarAudio audio(48000, in_uChannels, in_uFrames);
+    for (uint32_t c = 0; c < in_uChannels; ++c)
+        for (size_t i = 0; i < in_uFrames; ++i)
+            audio.channels[c][i] = static_cast<float>(0.7 / (c + 1) * std::exp(-double(i % 9000) / 2000.0) *
+                                                      std::sin((0.031 - 0.004 * c) * i + c));
     audio.channels[0][100] = 0.9f;
     return audio;
 }
@@ -48,11 +47,15 @@ QwPlanarAudio Programme(size_t in_uFrames)
 template <class NextRun>
 QwPlanarAudio RunThrough(QwLv2Instance& io_instance, const QwPlanarAudio& in_input, NextRun&& in_next)
 {
-    QwPlanarAudio out(48000, 2, in_input.NumFrames());
+    QwPlanarAudio out(48000, in_input.NumChannels(), in_input.NumFrames());
     for (size_t uDone = 0; uDone < in_input.NumFrames();) {
         const uint32_t n = static_cast<uint32_t>(std::min<size_t>(in_next(), in_input.NumFrames() - uDone));
-        const float* apIn[2] = {&in_input.channels[0][uDone], &in_input.channels[1][uDone]};
-        float* apOut[2] = {&out.channels[0][uDone], &out.channels[1][uDone]};
+        const float* apIn[QW_LV2_MAX_CHANNELS];
+        float* apOut[QW_LV2_MAX_CHANNELS];
+        for (uint32_t c = 0; c < in_input.NumChannels(); ++c) {
+            apIn[c] = &in_input.channels[c][uDone];
+            apOut[c] = &out.channels[c][uDone];
+        }
         io_instance.Run(apIn, apOut, n);
         uDone += n;
     }
@@ -60,14 +63,14 @@ QwPlanarAudio RunThrough(QwLv2Instance& io_instance, const QwPlanarAudio& in_inp
 }
 
 std::unique_ptr<QwLv2Instance> Open(const QwEffectMeta& in_meta, uint32_t in_uMaxBlock, const Settings& in_settings,
-                                    bool in_bFixedBlocks = false)
+                                    bool in_bFixedBlocks = false, const QwLv2Layout& in_layout = QwLv2Stereo())
 {
     auto pInstance = std::make_unique<QwLv2Instance>(World());
     QwLv2HostSettings host;
     host.uMaxBlockFrames = in_uMaxBlock;
     host.bFixedBlocks = in_bFixedBlocks;
     std::string sError;
-    EXPECT_TRUE(pInstance->Open(QwLv2PluginUri(in_meta), host, sError)) << sError;
+    EXPECT_TRUE(pInstance->Open(QwLv2PluginUri(in_meta, in_layout), host, sError)) << sError;
     for (const auto& setting : in_settings)
         EXPECT_TRUE(pInstance->SetControl(setting.first, setting.second)) << setting.first;
     // A run of no frames hands the values over (and lets a rebuild they need come back).
@@ -78,7 +81,8 @@ std::unique_ptr<QwLv2Instance> Open(const QwEffectMeta& in_meta, uint32_t in_uMa
 // The reference: the effect through the host library in whole blocks of B, its input delayed
 // by the latency L, so that its blocks fall where the bundle's adapter puts them.
 QwPlanarAudio Reference(const QwEffectMeta& in_meta, const Settings& in_settings, std::vector<uint8_t> in_media,
-                        uint32_t in_uBlock, uint32_t in_uLatency, const QwPlanarAudio& in_input)
+                        uint32_t in_uBlock, uint32_t in_uLatency, const QwPlanarAudio& in_input,
+                        const QwLv2Layout& in_layout = QwLv2Stereo())
 {
     QwModule module;
     std::string sError;
@@ -89,7 +93,7 @@ QwPlanarAudio Reference(const QwEffectMeta& in_meta, const Settings& in_settings
     QwEffectSetup setup;
     setup.pRecord = module.Find(in_meta.uPluginId);
     setup.pMeta = &in_meta;
-    setup.format = {48000, QW_LV2_CHANNEL_CONFIG, 0};
+    setup.format = {48000, in_layout.uChannelConfig, 0};
     setup.uBlockFrames = static_cast<uint16_t>(in_uBlock);
     setup.media = in_media.empty() && in_meta.pfnMakeMedia ? in_meta.pfnMakeMedia(48000, "") : in_media;
     for (uint32_t i = 0; i < in_meta.uParamCount; ++i) {
@@ -98,13 +102,13 @@ QwPlanarAudio Reference(const QwEffectMeta& in_meta, const Settings& in_settings
             setup.settings.push_back({&in_meta.pParams[i], QwLv2ValueBits(in_meta.pParams[i], it->second)});
     }
     EXPECT_TRUE(QwPrepareEffect(instance, setup, sError)) << sError;
-    QwPlanarAudio delayed(48000, 2, in_uLatency + in_input.NumFrames());
-    for (uint32_t c = 0; c < 2; ++c)
+    QwPlanarAudio delayed(48000, in_input.NumChannels(), in_uLatency + in_input.NumFrames());
+    for (uint32_t c = 0; c < in_input.NumChannels(); ++c)
         std::copy(in_input.channels[c].begin(), in_input.channels[c].end(), delayed.channels[c].begin() + in_uLatency);
     QwPlanarAudio out;
     QwRenderOptions options;
     options.uBlockFrames = static_cast<uint16_t>(in_uBlock);
-    QwRender(*instance.Effect(), QW_LV2_CHANNEL_CONFIG, delayed, out, options);
+    QwRender(*instance.Effect(), in_layout.uChannelConfig, delayed, out, options);
     for (auto& channel : out.channels)
         channel.resize(in_input.NumFrames());
     return out;
@@ -113,7 +117,7 @@ QwPlanarAudio Reference(const QwEffectMeta& in_meta, const Settings& in_settings
 float MaxDifference(const QwPlanarAudio& in_a, const QwPlanarAudio& in_b)
 {
     float fMax = 0.0f;
-    for (uint32_t c = 0; c < 2; ++c)
+    for (uint32_t c = 0; c < in_a.NumChannels(); ++c)
         for (size_t i = 0; i < in_a.NumFrames(); ++i)
             fMax = std::max(fMax, std::fabs(in_a.channels[c][i] - in_b.channels[c][i]));
     return fMax;
@@ -125,7 +129,8 @@ TEST(Lv2Bundle, ListsTheModulesEffectsWithThePortsOfQwfxParams)
 {
     std::vector<std::string> expected;
     for (const QwEffectMeta* pMeta : QwAllEffectMeta())
-        expected.push_back(std::string(QW_LV2_URI_BASE) + pMeta->pszShortName);
+        for (const char* pszSuffix : {"", "-mono", "-5.1"})
+            expected.push_back(std::string(QW_LV2_URI_BASE) + pMeta->pszShortName + pszSuffix);
     std::vector<std::string> uris = World().PluginUris();
     std::sort(expected.begin(), expected.end());
     std::sort(uris.begin(), uris.end());
@@ -204,11 +209,23 @@ TEST(Lv2Bundle, EveryEffectKeepsItsTimeUnderAnyRunLengths)
                 EXPECT_EQ(MaxDifference(out, reference), 0.0f) << testCase.pszEffect << " at " << uMaxBlock;
             }
         }
-        // A host of fixed power-of-two runs gets them as the effect's blocks, without latency.
+        // Mono and 5.1 alike, under random runs.
+        for (const QwLv2Layout& layout : {QwLv2Layouts()[1], QwLv2Layouts()[2]}) {
+            const QwPlanarAudio multi = Programme(6000, layout.uChannels);
+            auto pInstance = Open(meta, 512, testCase.settings, false, layout);
+            std::mt19937 rng(layout.uChannels);
+            const QwPlanarAudio out = RunThrough(*pInstance, multi, [&] { return rng() % 512 + 1; });
+            EXPECT_EQ(pInstance->AudioInputs(), layout.uChannels);
+            EXPECT_EQ(MaxDifference(out, Reference(meta, testCase.settings, {}, 512, 511, multi, layout)), 0.0f)
+                << testCase.pszEffect << " " << layout.pszLabel;
+        }
+        // A host of fixed power-of-two runs gets them as the effect's blocks, without latency
+        // (whole runs only: such a host never makes a short one).
+        const QwPlanarAudio whole = Programme(47 * 256);
         auto pFixed = Open(meta, 256, testCase.settings, true);
-        const QwPlanarAudio out = RunThrough(*pFixed, input, [] { return 256u; });
+        const QwPlanarAudio out = RunThrough(*pFixed, whole, [] { return 256u; });
         EXPECT_EQ(pFixed->Control("latency"), 0.0f);
-        EXPECT_EQ(MaxDifference(out, Reference(meta, testCase.settings, {}, 256, 0, input)), 0.0f) << testCase.pszEffect;
+        EXPECT_EQ(MaxDifference(out, Reference(meta, testCase.settings, {}, 256, 0, whole)), 0.0f) << testCase.pszEffect;
     }
 }
 
