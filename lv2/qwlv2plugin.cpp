@@ -87,6 +87,7 @@ public:
     std::vector<uint32_t> wanted;
     std::vector<uint8_t> message;
     std::vector<uint32_t> refused;
+    std::vector<uint8_t> rebuildRows;   // per table row: a change rebuilds the effect
     bool bRebuildPending = false;
     bool bHasRefused = false;
     bool bNotifyPath = false;
@@ -164,7 +165,7 @@ public:
         ReadPorts();
         bool bRebuild = false;
         for (uint32_t i = 0; i < ports.uParams; ++i) {
-            if (QwLv2RebuildsOnChange(Meta(), Meta().pParams[i]))
+            if (rebuildRows[i])
                 bRebuild = bRebuild || wanted[i] != pEngine->Applied(i);
             else
                 pEngine->Update(i, wanted[i]);
@@ -325,6 +326,8 @@ LV2_Handle Instantiate(const LV2_Descriptor* in_pDescriptor, double in_fRate, co
     p.paramPorts.assign(meta.uParamCount, nullptr);
     p.wanted.resize(meta.uParamCount);
     p.refused.resize(meta.uParamCount);
+    for (uint32_t i = 0; i < meta.uParamCount; ++i)
+        p.rebuildRows.push_back(QwLv2RebuildsOnChange(meta, meta.pParams[i]) ? 1 : 0);
     p.message.assign(sizeof(WorkHeader) + meta.uParamCount * sizeof(uint32_t) + 4096, 0);
     for (uint32_t i = 0; i < meta.uParamCount; ++i)
         p.wanted[i] = QwLv2ValueBits(meta.pParams[i], static_cast<float>(meta.pParams[i].fDefault));
