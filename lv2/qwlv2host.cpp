@@ -1,6 +1,8 @@
 #include "lv2/qwlv2host.h"
 #include <algorithm>
 #include <cmath>
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <lv2/atom/forge.h>
 #include <lv2/atom/util.h>
@@ -22,6 +24,24 @@ LV2_URID MapUri(LV2_URID_Map_Handle in_hHandle, const char* in_pszUri)
 const char* UnmapUri(LV2_URID_Unmap_Handle in_hHandle, LV2_URID in_uUrid)
 {
     return static_cast<QwLv2World*>(in_hHandle)->Unmap(in_uUrid);
+}
+
+// Plug-in messages go to stderr, prefixed with their type.
+int LogVprintf(LV2_Log_Handle in_hHandle, LV2_URID in_uType, const char* in_pszFormat, va_list in_args)
+{
+    const char* pszType = static_cast<QwLv2World*>(in_hHandle)->Unmap(in_uType);
+    const char* pszHash = pszType ? std::strrchr(pszType, '#') : nullptr;
+    std::fprintf(stderr, "[%s] ", pszHash ? pszHash + 1 : "log");
+    return std::vfprintf(stderr, in_pszFormat, in_args);
+}
+
+int LogPrintf(LV2_Log_Handle in_hHandle, LV2_URID in_uType, const char* in_pszFormat, ...)
+{
+    va_list args;
+    va_start(args, in_pszFormat);
+    const int iResult = LogVprintf(in_hHandle, in_uType, in_pszFormat, args);
+    va_end(args);
+    return iResult;
 }
 
 bool PortIs(const LilvPlugin* in_pPlugin, const LilvPort* in_pPort, LilvWorld* in_pWorld, const char* in_pszClass)
@@ -128,7 +148,9 @@ bool QwLv2Instance::Open(const std::string& in_sUri, const QwLv2HostSettings& in
     m_aFeatures[2] = {LV2_OPTIONS__options, m_aOptions};
     m_aFeatures[3] = {LV2_BUF_SIZE__boundedBlockLength, nullptr};
     m_aFeatures[4] = {LV2_WORKER__schedule, &m_schedule};
-    size_t uFeatures = 5;
+    m_log = {&m_world, &LogPrintf, &LogVprintf};
+    m_aFeatures[5] = {LV2_LOG__log, &m_log};
+    size_t uFeatures = 6;
     if (in_settings.bFixedBlocks) {
         m_aFeatures[uFeatures++] = {LV2_BUF_SIZE__fixedBlockLength, nullptr};
         m_aFeatures[uFeatures++] = {LV2_BUF_SIZE__powerOf2BlockLength, nullptr};

@@ -14,6 +14,7 @@
 #include <vector>
 #include <lilv/lilv.h>
 #include <lv2/atom/atom.h>
+#include <lv2/log/log.h>
 #include <lv2/options/options.h>
 #include <lv2/urid/urid.h>
 #include <lv2/worker/worker.h>
@@ -129,6 +130,7 @@ private:
     float m_fSampleRate = 0.0f;
     LV2_Options_Option m_aOptions[5] = {};
     LV2_Worker_Schedule m_schedule = {};
-    LV2_Feature m_aFeatures[7] = {};
-    const LV2_Feature* m_apFeatures[8] = {};
+    LV2_Log_Log m_log = {};
+    LV2_Feature m_aFeatures[8] = {};
+    const LV2_Feature* m_apFeatures[9] = {};
 };
