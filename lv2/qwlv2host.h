@@ -1,5 +1,5 @@
 // An in-process LV2 host over lilv: one world, instances run block by block from planar
-// buffers, with the features our bundle and typical peers ask for (urid map, options with the
+// buffers, with the features our bundle and typical peers ask for (urid map, log, options with the
 // block lengths, bounded block length, a worker, state). The tests drive kvfx.lv2 through it,
 // and a benchmark can run any installed plug-in in the same loop.
 //
