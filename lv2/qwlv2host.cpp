@@ -164,7 +164,8 @@ bool QwLv2Instance::Open(const std::string& in_sUri, const QwLv2HostSettings& in
         out_sError = "<" + in_sUri + "> refused to instantiate";
         return false;
     }
-    m_pWorker = static_cast<const LV2_Worker_Interface*>(lilv_instance_get_extension_data(m_pInstance, LV2_WORKER__interface));
+    m_pWorker = static_cast<const LV2_Worker_Interface*>(
+        lilv_instance_get_extension_data(m_pInstance, LV2_WORKER__interface));
 
     LilvWorld* pWorld = m_world.World();
     const uint32_t uPorts = lilv_plugin_get_num_ports(m_pPlugin);

@@ -1,7 +1,7 @@
 // An in-process LV2 host over lilv: one world, instances run block by block from planar
-// buffers, with the features our bundle and typical peers ask for (urid map, log, options with the
-// block lengths, bounded block length, a worker, state). The tests drive kvfx.lv2 through it,
-// and a benchmark can run any installed plug-in in the same loop.
+// buffers, with the features our bundle and typical peers ask for (urid map, log, options
+// with the block lengths, bounded block length, a worker, state). The tests drive kvfx.lv2
+// through it, and a benchmark can run any installed plug-in in the same loop.
 //
 // The worker runs in line: work() is called from schedule_work and its answers are delivered
 // right after the run that asked, as an offline host does.

@@ -107,7 +107,8 @@ public:
 
     const QwEffectMeta& Meta() const { return *pEffect->pMeta; }
 
-    QwLv2Engine* Build(const std::vector<uint32_t>& in_values, std::vector<uint8_t> in_media, const std::string& in_sPath)
+    QwLv2Engine* Build(const std::vector<uint32_t>& in_values, std::vector<uint8_t> in_media,
+                       const std::string& in_sPath)
     {
         std::string sError;
         QwLv2Engine* pNew =

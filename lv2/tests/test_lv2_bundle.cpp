@@ -225,7 +225,8 @@ TEST(Lv2Bundle, EveryEffectKeepsItsTimeUnderAnyRunLengths)
         auto pFixed = Open(meta, 256, testCase.settings, true);
         const QwPlanarAudio out = RunThrough(*pFixed, whole, [] { return 256u; });
         EXPECT_EQ(pFixed->Control("latency"), 0.0f);
-        EXPECT_EQ(MaxDifference(out, Reference(meta, testCase.settings, {}, 256, 0, whole)), 0.0f) << testCase.pszEffect;
+        EXPECT_EQ(MaxDifference(out, Reference(meta, testCase.settings, {}, 256, 0, whole)), 0.0f)
+            << testCase.pszEffect;
     }
 }
 
@@ -347,10 +348,12 @@ TEST(Lv2Bundle, Lv2applyGivesQwfxRenderLateByTheLatency)
     ASSERT_EQ(RunProgram({QWFX_PATH, "render", "distortion", dir.File("in.wav"), dir.File("qwfx.wav"), "--set",
                           "algorithm1=hard-limits", "--set", "drive1=7", "--set", "algorithm2=amp-drainer"}), 0);
     QwPlanarAudio lv2, qwfx;
-    ASSERT_TRUE(QwReadAudioFile(dir.File("lv2.wav"), lv2, sError) && QwReadAudioFile(dir.File("qwfx.wav"), qwfx, sError));
+    ASSERT_TRUE(QwReadAudioFile(dir.File("lv2.wav"), lv2, sError));
+    ASSERT_TRUE(QwReadAudioFile(dir.File("qwfx.wav"), qwfx, sError));
     ASSERT_EQ(lv2.NumFrames(), input.NumFrames());
     for (uint32_t c = 0; c < 2; ++c) {
-        EXPECT_EQ(std::vector<float>(lv2.channels[c].begin(), lv2.channels[c].begin() + L), std::vector<float>(L, 0.0f));
+        EXPECT_EQ(std::vector<float>(lv2.channels[c].begin(), lv2.channels[c].begin() + L),
+                  std::vector<float>(L, 0.0f));
         EXPECT_EQ(std::vector<float>(lv2.channels[c].begin() + L, lv2.channels[c].end()),
                   std::vector<float>(qwfx.channels[c].begin(), qwfx.channels[c].end() - L));
     }
