@@ -539,21 +539,24 @@ const void* ExtensionData(const char* in_pszUri)
 
 Bundle& TheBundle()
 {
-    static Bundle* s_pBundle = [] {
-        Bundle* pBundle = new Bundle;
-        if (!pBundle->module.Open(ModulePath(), pBundle->sError))
-            return pBundle;
-        pBundle->module.SetAssertHook(&QwLv2AssertHook);
+    // Lives until the host unloads this binary, which then closes the module.
+    static Bundle s_bundle;
+    static const bool s_bLoaded = [] {
+        Bundle& bundle = s_bundle;
+        if (!bundle.module.Open(ModulePath(), bundle.sError))
+            return false;
+        bundle.module.SetAssertHook(&QwLv2AssertHook);
         g_pQWPluginList.QwAssertHook = &QwLv2AssertHook;
-        pBundle->effects = QwLv2Effects(pBundle->module);
-        for (const QwLv2Effect& effect : pBundle->effects)
-            pBundle->uris.push_back(QwLv2PluginUri(*effect.pMeta, *effect.pLayout));
-        for (const std::string& sUri : pBundle->uris)
-            pBundle->descriptors.push_back(LV2_Descriptor{sUri.c_str(), Instantiate, ConnectPort, Activate, Run,
-                                                          nullptr, Cleanup, ExtensionData});
-        return pBundle;
+        bundle.effects = QwLv2Effects(bundle.module);
+        for (const QwLv2Effect& effect : bundle.effects)
+            bundle.uris.push_back(QwLv2PluginUri(*effect.pMeta, *effect.pLayout));
+        for (const std::string& sUri : bundle.uris)
+            bundle.descriptors.push_back(LV2_Descriptor{sUri.c_str(), Instantiate, ConnectPort, Activate, Run,
+                                                        nullptr, Cleanup, ExtensionData});
+        return true;
     }();
-    return *s_pBundle;
+    (void)s_bLoaded;
+    return s_bundle;
 }
 
 } // namespace
