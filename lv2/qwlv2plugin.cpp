@@ -561,7 +561,7 @@ Bundle& TheBundle()
 
 } // namespace
 
-extern "C" LV2_SYMBOL_EXPORT const LV2_Descriptor* lv2_descriptor(uint32_t in_uIndex)
+LV2_SYMBOL_EXPORT const LV2_Descriptor* lv2_descriptor(uint32_t in_uIndex)
 {
     const Bundle& bundle = TheBundle();
     return in_uIndex < bundle.descriptors.size() ? &bundle.descriptors[in_uIndex] : nullptr;
