@@ -125,8 +125,11 @@ public:
     bool LoadMedia(const std::string& in_sPath, std::vector<uint8_t>& out_media)
     {
         std::string sError;
-        if (QwLv2MediaFromFile(Meta(), uRate, in_sPath, out_media, sError))
+        if (QwLv2MediaFromFile(Meta(), uRate, in_sPath, out_media, sError)) {
+            lv2_log_note(&logger, "kvfx: %s media from '%s' (%zu bytes)\n", Meta().pszShortName, in_sPath.c_str(),
+                         out_media.size());
             return true;
+        }
         lv2_log_error(&logger, "kvfx: %s\n", sError.c_str());
         return false;
     }
