@@ -1,5 +1,6 @@
 #include "qwfx/lib/qwreverbfit.h"
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include "kvbase/common/common_allocator.h"
 #include "kvreverbconsole/dsp/modeled/reverbmodeler.h"
@@ -103,8 +104,14 @@ bool QwFitReverb(const QwPlanarAudio& in_pair, uint32_t in_uOrder, QwReverbFit& 
         out_sError = "the reverb's model is fitted to two channels of at least one sample";
         return false;
     }
-    const auto start = std::chrono::steady_clock::now();
+    // The equaliser is fitted over the last 50 ms ahead of the transition, so a shorter
+    // response leaves the model without a late part.
     const uint32_t uLength = static_cast<uint32_t>(in_pair.NumFrames());
+    if (uLength < std::lround(0.05 * in_pair.uSampleRate)) {
+        out_sError = "the response is " + std::to_string(uLength) + " samples long; the fit needs at least 50 ms";
+        return false;
+    }
+    const auto start = std::chrono::steady_clock::now();
     const float* apfImpulse[2] = {in_pair.channels[0].data(), in_pair.channels[1].data()};
     out_fit = QwReverbFit();
     out_fit.uSampleRate = in_pair.uSampleRate;
@@ -134,6 +141,9 @@ bool QwFitReverb(const QwPlanarAudio& in_pair, uint32_t in_uOrder, QwReverbFit& 
             out_fit.uEarlyLength = static_cast<uint32_t>(model.afEarly[0].size());
         }
     }
+    if (!bOutOfMemory && out_fit.uTransition >= uLength)
+        out_fit.warnings.push_back("the response ends before the network's part begins: its decay is not fitted "
+                                   "and the network keeps default decay settings");
     for (const QwAssertRecord& record : host.asserts.Records())
         out_fit.warnings.push_back("the modeler reported '" + record.sExpression + "' at " + record.sFile + ":" +
                                    std::to_string(record.iLine));

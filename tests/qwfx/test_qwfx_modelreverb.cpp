@@ -103,6 +103,10 @@ TEST(QwfxModelReverb, RefusesBadInputInOneLineAndWritesNothing)
     TestTempDir dir;
     std::string sError;
     ASSERT_TRUE(QwWriteFloatWav(dir.File("three.wav"), SyntheticRoom(3), sError)) << sError;
+    QwPlanarAudio shortRoom(48000, 2, 2399), silence(48000, 2, 48000);
+    shortRoom.channels[0][0] = 1.0f;
+    ASSERT_TRUE(QwWriteFloatWav(dir.File("short.wav"), shortRoom, sError)) << sError;
+    ASSERT_TRUE(QwWriteFloatWav(dir.File("silence.wav"), silence, sError)) << sError;
     const std::string sThree = dir.File("three.wav"), sOut = dir.File("m.bin");
     struct Case
     {
@@ -117,6 +121,8 @@ TEST(QwfxModelReverb, RefusesBadInputInOneLineAndWritesNothing)
         {{"model-reverb", sThree, "-o", sOut, "--channels", "0,3"}, "channel 3 does not exist"},
         {{"model-reverb", sThree, "-o", sOut, "--order", "12"}, "bad --order"},
         {{"model-reverb", sThree}, "usage"},
+        {{"model-reverb", dir.File("short.wav"), "-o", sOut}, "2399 samples long; the fit needs at least 50 ms"},
+        {{"model-reverb", dir.File("silence.wav"), "-o", sOut}, "silent"},
         {{"render", "reverb", sThree, dir.File("out.wav"), "--ir", sThree}, "--channels A,B"},
         {{"render", "reverb", sThree, dir.File("out.wav"), "--ir", sThree, "--channels", "x"}, "bad --channels"},
     };
