@@ -72,9 +72,10 @@ uint32_t ReverbOrderOf(const QwEffectSetup& in_setup)
     return QwReverbOrder(uOrder);
 }
 
-// The reverb's media from a measured room, fitted here.
+// The reverb's media from a measured room, fitted here; the room must be at the input's rate,
+// since the model's filters count samples.
 bool FitRoom(const std::string& in_sIrFile, const uint32_t* in_pauChannels, const QwEffectSetup& in_setup,
-             std::vector<uint8_t>& out_media, std::string& out_sError)
+             uint32_t in_uSampleRate, std::vector<uint8_t>& out_media, std::string& out_sError)
 {
     QwReverbFit fit;
     bool bFitted = false;
@@ -83,6 +84,11 @@ bool FitRoom(const std::string& in_sIrFile, const uint32_t* in_pauChannels, cons
     });
     if (!bFitted)
         return false;
+    if (fit.uSampleRate != in_uSampleRate) {
+        out_sError = "'" + in_sIrFile + "' is at " + std::to_string(fit.uSampleRate) + " Hz but the input at " +
+                     std::to_string(in_uSampleRate) + " Hz: the model plays at the rate it was fitted";
+        return false;
+    }
     for (const std::string& sWarning : fit.warnings)
         std::fprintf(stderr, "qwfx: %s\n", sWarning.c_str());
     out_media = QwWriteReverbModel(fit.model);
@@ -153,7 +159,8 @@ int QwfxRender(const QwfxArgs& in_args)
     if (!options.sChannels.empty() && !QwParseChannelPair(options.sChannels, auChannels, sError))
         return QwfxError(QWFX_USAGE, sError);
     if (!options.sIrFile.empty() && bReverb &&
-        !FitRoom(options.sIrFile, options.sChannels.empty() ? nullptr : auChannels, setup, setup.media, sError))
+        !FitRoom(options.sIrFile, options.sChannels.empty() ? nullptr : auChannels, setup, input.uSampleRate,
+                 setup.media, sError))
         return QwfxError(QWFX_FAILED, sError);
     if (!options.sIrFile.empty() && !bReverb && !QwBoxModelFromFile(options.sIrFile, 0, 0.0f, setup.media, sError))
         return QwfxError(QWFX_FAILED, sError);
