@@ -17,6 +17,9 @@ public:
     void Calculate(uint32_t in_uLength, const float* in_pfSamples);
 
     uint32_t GetNumBands() const { return m_uNumBands; }
+    float GetLowestFreq() const { return m_fLowestFreq; }
+    // Kept as given; no calculation uses it.
+    float GetHighestFreq() const { return m_fHighestFreq; }
     // Upper edge of band in_iBand in Hz.
     float GetBandFreq(uint32_t in_iBand) const;
     // dB per sample, negative.
