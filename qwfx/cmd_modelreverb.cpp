@@ -113,8 +113,8 @@ int QwfxModelReverb(const QwfxArgs& in_args)
 
     const QwReverbModel& m = fit.model;
     const uint32_t uRate = fit.uSampleRate;
-    std::printf("%s: reverb model of '%s', %zu bytes, fitted in %.2f s (%u Hz, order %u)\n", sOut.c_str(), sIn.c_str(),
-                record.size(), fit.fSeconds, uRate, uOrder);
+    std::printf("%s: reverb model of '%s', %zu bytes, fitted in %.2f s (%.2f s CPU; %u Hz, order %u)\n", sOut.c_str(),
+                sIn.c_str(), record.size(), fit.fSeconds, fit.fCpuSeconds, uRate, uOrder);
     std::printf("  transition      %.1f ms, onset %.1f ms\n", Ms(fit.uTransition, uRate), Ms(fit.uOnset, uRate));
     std::printf("  decay time      %.3f s to fall 15 dB (%.2f s to fall 60 dB)\n", m.fDecayTime, 4.0 * m.fDecayTime);
     std::printf("  crossovers      %.0f Hz, %.0f Hz\n", m.fLowCrossover, m.fHighCrossover);

@@ -6,6 +6,7 @@
 #include "kvreverbconsole/dsp/modeled/reverbmodeler.h"
 #include "qwfx/lib/qwassertlog.h"
 #include "qwfx/lib/qwaudiofile.h"
+#include "qwfx/lib/qwcputimer.h"
 #include "qwfx/lib/qweffectsetup.h"
 #include "qwfx/lib/qwhostallocator.h"
 #include "qwfx/lib/qwlayout.h"
@@ -112,6 +113,7 @@ bool QwFitReverb(const QwPlanarAudio& in_pair, uint32_t in_uOrder, QwReverbFit& 
         return false;
     }
     const auto start = std::chrono::steady_clock::now();
+    const QwCpuTimer cpu;
     const float* apfImpulse[2] = {in_pair.channels[0].data(), in_pair.channels[1].data()};
     out_fit = QwReverbFit();
     out_fit.uSampleRate = in_pair.uSampleRate;
@@ -148,6 +150,7 @@ bool QwFitReverb(const QwPlanarAudio& in_pair, uint32_t in_uOrder, QwReverbFit& 
         out_fit.warnings.push_back("the modeler reported '" + record.sExpression + "' at " + record.sFile + ":" +
                                    std::to_string(record.iLine));
     out_fit.fSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    out_fit.fCpuSeconds = cpu.Seconds();
     if (bOutOfMemory) {
         out_sError = "the fit ran out of memory";
         return false;

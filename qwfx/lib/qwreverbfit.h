@@ -17,6 +17,7 @@ struct QwReverbFit
     uint32_t uFilterLength = 0;
     uint32_t uEarlyLength = 0;
     double fSeconds = 0.0;        // wall time of the fit
+    double fCpuSeconds = 0.0;     // CPU time of the fitting thread
     std::vector<std::string> warnings; // what the modeler reported along the way
 };
 
