@@ -1,0 +1,276 @@
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <vector>
+#include "kvdspbase/dsp/lpc.h"
+#include "kvdspbase/dsp/pivotedqr.h"
+#include "support/testhost.h"
+
+namespace {
+
+using Vec = std::vector<float>;
+const double PI = 3.14159265358979323846;
+
+// x[n] = sum over k of a[k] x[n - 1 - k] + e[n], e Gaussian of the given deviation.
+Vec Autoregressive(const std::vector<double>& a, size_t n, double fSigma, uint32_t uSeed)
+{
+    std::mt19937 rng(uSeed);
+    std::normal_distribution<double> noise(0.0, fSigma);
+    std::vector<double> x(n + 1000, 0.0);
+    for (size_t i = 0; i < x.size(); ++i) {
+        x[i] = noise(rng);
+        for (size_t k = 0; k < a.size() && k < i; ++k)
+            x[i] += a[k] * x[i - 1 - k];
+    }
+    return Vec(x.end() - n, x.end()); // settled
+}
+
+// Runs the analyser over the signals in blocks and flushes it, so that measure[c][i] belongs
+// to input sample i.
+std::vector<Vec> Measure(const std::vector<Vec>& in, uint32_t uOrder, float fFrame = 0.02f, float fHop = 0.005f)
+{
+    const uint32_t BLOCK = 700, C = static_cast<uint32_t>(in.size());
+    LpcResidualAnalyzer analyzer;
+    analyzer.Configure(C, BLOCK, 48000.0f);
+    analyzer.Init(fFrame, uOrder, fHop);
+    const size_t L = analyzer.GetLatency(), N = in[0].size();
+    std::vector<Vec> x(C), out(C, Vec(N + L + BLOCK)), delayed = out;
+    for (uint32_t c = 0; c < C; ++c) {
+        x[c] = in[c];
+        x[c].resize(N + L + BLOCK, 0.0f);
+    }
+    for (size_t pos = 0; pos < N + L; pos += BLOCK) {
+        std::vector<const float*> pIn;
+        std::vector<float*> pOut, pDelayed;
+        for (uint32_t c = 0; c < C; ++c) {
+            pIn.push_back(x[c].data() + pos);
+            pOut.push_back(out[c].data());
+            pDelayed.push_back(delayed[c].data());
+        }
+        analyzer.Analyze(BLOCK, pIn.data(), pOut.data(), nullptr, nullptr, pDelayed.data(), static_cast<uint32_t>(pos));
+    }
+    for (uint32_t c = 0; c < C; ++c) {
+        EXPECT_TRUE(std::equal(in[c].begin(), in[c].end(), delayed[c].begin() + L)); // the input, delayed by L
+        out[c] = Vec(out[c].begin() + L, out[c].begin() + L + N);
+    }
+    return out;
+}
+
+struct Peak
+{
+    float fValue;
+    size_t uChannel, uIndex;
+};
+
+// The strongest values, each blanking its neighbourhood of +-uGap on its channel.
+std::vector<Peak> Strongest(std::vector<Vec> m, size_t uCount, size_t uGap)
+{
+    std::vector<Peak> peaks;
+    for (size_t k = 0; k < uCount; ++k) {
+        Peak p{-1.0f, 0, 0};
+        for (size_t c = 0; c < m.size(); ++c) {
+            const auto it = std::max_element(m[c].begin(), m[c].end());
+            if (*it > p.fValue)
+                p = Peak{*it, c, static_cast<size_t>(it - m[c].begin())};
+        }
+        peaks.push_back(p);
+        std::fill(m[p.uChannel].begin() + std::max<long>(0, long(p.uIndex) - long(uGap)),
+                  m[p.uChannel].begin() + std::min(m[p.uChannel].size(), p.uIndex + uGap + 1), -1.0f);
+    }
+    return peaks;
+}
+
+// The Toeplitz normal equations R a = r of order p, by Gaussian elimination in long double:
+// the predictor that Levinson-Durbin must match.
+std::vector<long double> ToeplitzPredictor(const Vec& r, size_t p)
+{
+    std::vector<std::vector<long double>> M(p, std::vector<long double>(p + 1));
+    for (size_t i = 0; i < p; ++i) {
+        for (size_t j = 0; j < p; ++j)
+            M[i][j] = r[i > j ? i - j : j - i];
+        M[i][p] = r[i + 1];
+    }
+    for (size_t k = 0; k < p; ++k) {
+        const size_t piv = std::max_element(M.begin() + k, M.end(), [k](const auto& u, const auto& v) {
+            return std::fabs(u[k]) < std::fabs(v[k]); }) - M.begin();
+        std::swap(M[k], M[piv]);
+        for (size_t i = 0; i < p; ++i)
+            if (i != k) {
+                const long double f = M[i][k] / M[k][k];
+                for (size_t j = k; j <= p; ++j)
+                    M[i][j] -= f * M[k][j];
+            }
+    }
+    std::vector<long double> a(p + 1, 0.0L);
+    for (size_t i = 0; i < p; ++i)
+        a[i + 1] = M[i][p] / M[i][i];
+    return a;
+}
+
+} // namespace
+
+// x[n] = 1.7 x[n-1] - 1.05 x[n-2] + 0.225 x[n-3] + e (poles 0.5 and 0.6 +- 0.3i). The fit puts
+// the oldest sample first and negates: 1, -0.225, 1.05, -1.7; a higher order adds zeros in front.
+TEST(LpcFit, RecoversAnAutoregressiveProcess)
+{
+    TestHost host;
+    const Vec x = Autoregressive({1.7, -1.05, 0.225}, 20000, 0.1, 3);
+    Vec c3(4), c5(6);
+    LpcFit(x.data(), 20000, c3.data(), 3);
+    LpcFit(x.data(), 20000, c5.data(), 5);
+    const Vec expected5 = {1.0f, 0.0f, 0.0f, -0.225f, 1.05f, -1.7f};
+    const Vec expected3 = {1.0f, -0.225f, 1.05f, -1.7f};
+    for (size_t i = 0; i < 6; ++i) {
+        EXPECT_NEAR(c5[i], expected5[i], 0.03) << i; // estimation error of 20000 samples: about 0.01
+        EXPECT_NEAR(c3[i % 4], expected3[i % 4], 0.03) << i;
+    }
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(LpcFit, SquareSystemOrderZeroAndRankDeficiency)
+{
+    TestHost host;
+    // x[n] = 0.5 x[n-1] + 0.25 x[n-2] - 0.125 x[n-3] exactly, from 1, -2, 0.5: six samples
+    // give three equations in three unknowns, solved exactly.
+    Vec x = {1.0f, -2.0f, 0.5f};
+    for (int n = 3; n < 6; ++n)
+        x.push_back(0.5f * x[n - 1] + 0.25f * x[n - 2] - 0.125f * x[n - 3]);
+    Vec c(4);
+    LpcFit(x.data(), 6, c.data(), 3);
+    const Vec expected = {1.0f, 0.125f, -0.25f, -0.5f};
+    for (size_t i = 0; i < 4; ++i)
+        EXPECT_NEAR(c[i], expected[i], 1e-5) << i;
+    Vec c0 = {5.0f, 5.0f};
+    LpcFit(x.data(), 6, c0.data(), 0); // order 0: just the leading 1
+    EXPECT_EQ(c0, (Vec{1.0f, 5.0f}));
+    EXPECT_EQ(host.asserts.Total(), 0u);
+    LpcFit(x.data(), 5, c.data(), 3);
+    EXPECT_EQ(host.asserts.Count("uLpcOrder*2 <= sLen"), 1u);
+
+    // Third column = first + second, b in the range: rank 2, and A x = b exactly.
+    const std::vector<double> A = {1, 2, 3, 0, 1, 1, 2, -1, 1, 4, 0, 4};
+    std::vector<double> a = A, b = {5, 2, 0, 4}, xs(3), work(3);
+    std::vector<uint32_t> piv(3);
+    EXPECT_EQ(SolveLeastSquaresPivotedQr(4, 3, a.data(), b.data(), xs.data(), piv.data(), work.data()), 2u);
+    for (size_t r = 0; r < 4; ++r)
+        EXPECT_NEAR(A[3 * r] * xs[0] + A[3 * r + 1] * xs[1] + A[3 * r + 2] * xs[2], (std::vector<double>{5, 2, 0, 4})[r], 1e-12);
+}
+
+TEST(LpcResidualAnalyzer, SilenceGivesExactlyZeroAndAllocatesNothing)
+{
+    TestHost host;
+    LpcResidualAnalyzer analyzer;
+    analyzer.Configure(2, 512, 48000.0f);
+    analyzer.Init(0.02f, 16, 0.005f);
+    const uint64_t uAllocs = host.allocator.AllocCalls();
+    Vec zero(512, 0.0f), m0(512, 1.0f), m1(512, 1.0f), f(512, 1.0f), b(512, 1.0f);
+    const float* in[2] = {zero.data(), zero.data()};
+    float* out[2] = {m0.data(), m1.data()};
+    float* fwd[2] = {f.data(), f.data()};
+    float* bwd[2] = {b.data(), b.data()};
+    for (int k = 0; k < 5; ++k) {
+        analyzer.Analyze(512, in, out, fwd, bwd, nullptr, 0);
+        for (const Vec* v : {&m0, &m1, &f, &b})
+            EXPECT_EQ(*std::max_element(v->begin(), v->end(), [](float p, float q) { return std::fabs(p) < std::fabs(q); }), 0.0f);
+    }
+    EXPECT_EQ(host.allocator.AllocCalls(), uAllocs);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(LpcResidualAnalyzer, ImpulseInSilencePeaksWithinTheOrder)
+{
+    TestHost host;
+    for (size_t uAt : {5u, 3000u, 8999u}) {
+        Vec x(9000, 0.0f);
+        x[uAt] = 1.0f;
+        const Vec m = Measure({x}, 16)[0];
+        const size_t uPeak = std::max_element(m.begin(), m.end()) - m.begin();
+        EXPECT_LE(std::max(uPeak, uAt) - std::min(uPeak, uAt), 16u) << uAt;
+        // A lone impulse has no lags beyond 0, so no predictor: f = b = -1 and the measure is
+        // 2 x 1 x 1 / (1 + 1 + 1e-9).
+        EXPECT_NEAR(m[uPeak], 1.0f, 1e-6f) << uAt;
+    }
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+// Two tones on channel 0 and coloured noise on channel 1, clicks below the signals' own peaks.
+TEST(LpcResidualAnalyzer, ClicksOutrankTonesAndNoise)
+{
+    TestHost host;
+    const size_t N = 72000;
+    Vec tones(N), noise = Autoregressive({1.6, -0.8}, N, 0.01, 7);
+    for (size_t n = 0; n < N; ++n)
+        tones[n] = static_cast<float>(0.3 * std::sin(2 * PI * 440 * n / 48000) + 0.2 * std::sin(2 * PI * 1250 * n / 48000));
+    tones[20000] += 0.1f;
+    tones[50000] -= 0.08f;
+    noise[35000] += 0.1f;
+    const std::vector<Peak> peaks = Strongest(Measure({tones, noise}, 16), 4, 2400);
+    const std::vector<std::pair<size_t, size_t>> clicks = {{0, 20000}, {0, 50000}, {1, 35000}};
+    for (size_t k = 0; k < 3; ++k) {
+        EXPECT_NE(std::find(clicks.begin(), clicks.end(), std::make_pair(peaks[k].uChannel, peaks[k].uIndex)), clicks.end());
+    }
+    EXPECT_LT(peaks[3].fValue, 0.5f * peaks[2].fValue);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+// The exact lags of the process with A(z) = (1 - 1.6 cos(0.85)/z + 0.64/z^2)^4 (four poles at
+// each of 0.8 exp(+-0.85i)): its predictors of orders 16 to 7 all have a coefficient above 12,
+// the one of order 6 stays within 10 (9.03), so the fit walks 16, 13, 11, 9, 7 and stops at 6.
+TEST(LpcResidualAnalyzer, UnstablePredictorIsCutByAnEighthPlusOne)
+{
+    TestHost host;
+    std::vector<double> A = {1.0};
+    for (int k = 0; k < 4; ++k) {
+        std::vector<double> B(A.size() + 2, 0.0);
+        for (size_t i = 0; i < A.size(); ++i)
+            for (size_t j = 0; j < 3; ++j)
+                B[i + j] += A[i] * (std::vector<double>{1.0, -1.6 * std::cos(0.85), 0.64})[j];
+        A = B;
+    }
+    const Vec x = Autoregressive({-A[1], -A[2], -A[3], -A[4], -A[5], -A[6], -A[7], -A[8]}, 96000, 1.0, 9);
+    std::vector<double> h(4000, 0.0); // impulse response of 1 / A, for the lags
+    for (size_t n = 0; n < h.size(); ++n) {
+        h[n] = n == 0;
+        for (size_t k = 1; k <= 8 && k <= n; ++k)
+            h[n] -= A[k] * h[n - k];
+    }
+    Vec r(17), c(17, 3.0f);
+    for (size_t k = 0; k < 17; ++k)
+        for (size_t n = 0; n + k < h.size(); ++n)
+            r[k] += static_cast<float>(h[n] * h[n + k]);
+    uint32_t uExpected = 0;
+    std::vector<long double> ref;
+    for (uint32_t m : {16u, 13u, 11u, 9u, 7u, 6u, 5u, 4u}) {
+        ref = ToeplitzPredictor(r, m);
+        if (std::all_of(ref.begin() + 1, ref.end(), [](long double a) { return std::fabs(a) <= 10.0L; })) {
+            uExpected = m;
+            break;
+        }
+    }
+    EXPECT_EQ(uExpected, 6u);
+    LevinsonDurbin levinson;
+    levinson.Init(16);
+    EXPECT_EQ(LpcStableFit(levinson, r.data(), 16, c.data()), 6u);
+    EXPECT_EQ(c[0], -1.0f);
+    for (uint32_t k = 1; k <= 16; ++k)
+        EXPECT_NEAR(c[k], k <= 6 ? ref[k] : 0.0L, 1e-4) << k;
+
+    // The analyser on a stretch of that process: a cut fit, zeros above the order taken.
+    LpcResidualAnalyzer analyzer;
+    analyzer.Configure(1, 96000, 48000.0f);
+    analyzer.Init(0.02f, 16, 0.005f);
+    Vec m(96000);
+    const float* pIn[1] = {x.data()};
+    float* pOut[1] = {m.data()};
+    analyzer.Analyze(96000, pIn, pOut, nullptr, nullptr, nullptr, 0);
+    const float* p = analyzer.GetCoefficients(0);
+    uint32_t uOrder = 16;
+    while (uOrder > 0 && p[uOrder] == 0.0f)
+        --uOrder;
+    EXPECT_EQ(p[0], -1.0f);
+    EXPECT_LT(uOrder, 16u);
+    for (uint32_t k = 0; k <= 16; ++k)
+        EXPECT_LE(std::fabs(p[k]), 10.0f) << k;
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
