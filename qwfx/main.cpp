@@ -23,6 +23,8 @@ const char* const USAGE =
     "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--svg FILE] [--rate HZ] [--length N]\n"
     "  reverb-model -o MODEL.bin [--rate HZ] [--early-ms MS] [--decay S]\n"
     "                            a synthetic model record for the reverb (--media of render reverb)\n"
+    "  transients IN.wav [--order N] [--frame MS] [--hop MS] [--top N] [--min-gap MS] [--csv FILE]\n"
+    "                            the strongest clicks, dropouts and edits, where linear prediction fails\n"
     "EFFECT is a short name (qwfx list) or a plug-in id.\n";
 
 } // namespace
@@ -69,5 +71,7 @@ int main(int argc, char** argv)
         return QwfxResponse(args);
     if (sCommand == "reverb-model")
         return QwfxReverbModel(args);
+    if (sCommand == "transients")
+        return QwfxTransients(args);
     return QwfxError(QWFX_USAGE, "unknown command '" + sCommand + "' (try qwfx --help)");
 }
