@@ -10,7 +10,6 @@
 namespace {
 
 using Vec = std::vector<float>;
-const double PI = 3.14159265358979323846;
 
 // x[n] = sum over k of a[k] x[n - 1 - k] + e[n], e Gaussian of the given deviation.
 Vec Autoregressive(const std::vector<double>& a, size_t n, double fSigma, uint32_t uSeed)
@@ -26,85 +25,46 @@ Vec Autoregressive(const std::vector<double>& a, size_t n, double fSigma, uint32
     return Vec(x.end() - n, x.end()); // settled
 }
 
-// Runs the analyser over the signals in blocks and flushes it, so that measure[c][i] belongs
-// to input sample i.
-std::vector<Vec> Measure(const std::vector<Vec>& in, uint32_t uOrder, float fFrame = 0.02f, float fHop = 0.005f)
+// Runs the analyser over x in blocks of 700 and flushes it, so that the measure's sample i
+// belongs to input sample i; checks that the delayed copy is the input, L samples late.
+Vec Measure(const Vec& in, uint32_t uOrder)
 {
-    const uint32_t BLOCK = 700, C = static_cast<uint32_t>(in.size());
+    const uint32_t BLOCK = 700;
     LpcResidualAnalyzer analyzer;
-    analyzer.Configure(C, BLOCK, 48000.0f);
-    analyzer.Init(fFrame, uOrder, fHop);
-    const size_t L = analyzer.GetLatency(), N = in[0].size();
-    std::vector<Vec> x(C), out(C, Vec(N + L + BLOCK)), delayed = out;
-    for (uint32_t c = 0; c < C; ++c) {
-        x[c] = in[c];
-        x[c].resize(N + L + BLOCK, 0.0f);
-    }
+    analyzer.Configure(1, BLOCK, 48000.0f);
+    analyzer.Init(0.02f, uOrder, 0.005f);
+    const size_t L = analyzer.GetLatency(), N = in.size();
+    Vec x = in, out(N + L + BLOCK), delayed(N + L + BLOCK);
+    x.resize(N + L + BLOCK, 0.0f);
     for (size_t pos = 0; pos < N + L; pos += BLOCK) {
-        std::vector<const float*> pIn;
-        std::vector<float*> pOut, pDelayed;
-        for (uint32_t c = 0; c < C; ++c) {
-            pIn.push_back(x[c].data() + pos);
-            pOut.push_back(out[c].data());
-            pDelayed.push_back(delayed[c].data());
-        }
-        analyzer.Analyze(BLOCK, pIn.data(), pOut.data(), nullptr, nullptr, pDelayed.data(), static_cast<uint32_t>(pos));
+        const float* pIn[1] = {x.data() + pos};
+        float* pOut[1] = {out.data()};
+        float* pDelayed[1] = {delayed.data()};
+        analyzer.Analyze(BLOCK, pIn, pOut, nullptr, nullptr, pDelayed, static_cast<uint32_t>(pos));
     }
-    for (uint32_t c = 0; c < C; ++c) {
-        EXPECT_TRUE(std::equal(in[c].begin(), in[c].end(), delayed[c].begin() + L)); // the input, delayed by L
-        out[c] = Vec(out[c].begin() + L, out[c].begin() + L + N);
-    }
-    return out;
+    EXPECT_TRUE(std::equal(in.begin(), in.end(), delayed.begin() + L));
+    return Vec(out.begin() + L, out.begin() + L + N);
 }
 
-struct Peak
-{
-    float fValue;
-    size_t uChannel, uIndex;
-};
-
-// The strongest values, each blanking its neighbourhood of +-uGap on its channel.
-std::vector<Peak> Strongest(std::vector<Vec> m, size_t uCount, size_t uGap)
-{
-    std::vector<Peak> peaks;
-    for (size_t k = 0; k < uCount; ++k) {
-        Peak p{-1.0f, 0, 0};
-        for (size_t c = 0; c < m.size(); ++c) {
-            const auto it = std::max_element(m[c].begin(), m[c].end());
-            if (*it > p.fValue)
-                p = Peak{*it, c, static_cast<size_t>(it - m[c].begin())};
-        }
-        peaks.push_back(p);
-        std::fill(m[p.uChannel].begin() + std::max<long>(0, long(p.uIndex) - long(uGap)),
-                  m[p.uChannel].begin() + std::min(m[p.uChannel].size(), p.uIndex + uGap + 1), -1.0f);
-    }
-    return peaks;
-}
-
-// The Toeplitz normal equations R a = r of order p, by Gaussian elimination in long double:
-// the predictor that Levinson-Durbin must match.
+// The Toeplitz normal equations R a = r of order p (R positive definite), by Gaussian
+// elimination in long double: the predictor that Levinson-Durbin must match.
 std::vector<long double> ToeplitzPredictor(const Vec& r, size_t p)
 {
     std::vector<std::vector<long double>> M(p, std::vector<long double>(p + 1));
-    for (size_t i = 0; i < p; ++i) {
-        for (size_t j = 0; j < p; ++j)
-            M[i][j] = r[i > j ? i - j : j - i];
-        M[i][p] = r[i + 1];
-    }
-    for (size_t k = 0; k < p; ++k) {
-        const size_t piv = std::max_element(M.begin() + k, M.end(), [k](const auto& u, const auto& v) {
-            return std::fabs(u[k]) < std::fabs(v[k]); }) - M.begin();
-        std::swap(M[k], M[piv]);
-        for (size_t i = 0; i < p; ++i)
-            if (i != k) {
-                const long double f = M[i][k] / M[k][k];
-                for (size_t j = k; j <= p; ++j)
-                    M[i][j] -= f * M[k][j];
-            }
-    }
-    std::vector<long double> a(p + 1, 0.0L);
     for (size_t i = 0; i < p; ++i)
-        a[i + 1] = M[i][p] / M[i][i];
+        for (size_t j = 0; j <= p; ++j)
+            M[i][j] = j < p ? r[i > j ? i - j : j - i] : r[i + 1];
+    for (size_t k = 0; k < p; ++k)
+        for (size_t i = k + 1; i < p; ++i)
+            for (size_t j = p + 1; j-- > k;) // M[i][k] last, as it scales the row
+                M[i][j] -= M[i][k] / M[k][k] * M[k][j];
+    std::vector<long double> a(p + 1, 0.0L);
+    for (size_t i = p; i-- > 0;) {
+        a[i + 1] = M[i][p];
+        for (size_t j = i + 1; j < p; ++j)
+            a[i + 1] -= M[i][j] * a[j + 1];
+        a[i + 1] /= M[i][i];
+    }
     return a;
 }
 
@@ -164,15 +124,14 @@ TEST(LpcResidualAnalyzer, SilenceGivesExactlyZeroAndAllocatesNothing)
     analyzer.Configure(2, 512, 48000.0f);
     analyzer.Init(0.02f, 16, 0.005f);
     const uint64_t uAllocs = host.allocator.AllocCalls();
-    Vec zero(512, 0.0f), m0(512, 1.0f), m1(512, 1.0f), f(512, 1.0f), b(512, 1.0f);
+    Vec zero(512, 0.0f), out(6 * 512, 1.0f);
     const float* in[2] = {zero.data(), zero.data()};
-    float* out[2] = {m0.data(), m1.data()};
-    float* fwd[2] = {f.data(), f.data()};
-    float* bwd[2] = {b.data(), b.data()};
+    float* p[6];
+    for (int k = 0; k < 6; ++k)
+        p[k] = out.data() + 512 * k;
     for (int k = 0; k < 5; ++k) {
-        analyzer.Analyze(512, in, out, fwd, bwd, nullptr, 0);
-        for (const Vec* v : {&m0, &m1, &f, &b})
-            EXPECT_EQ(*std::max_element(v->begin(), v->end(), [](float p, float q) { return std::fabs(p) < std::fabs(q); }), 0.0f);
+        analyzer.Analyze(512, in, p, p + 2, p + 4, nullptr, 0); // measures, forward, backward
+        EXPECT_EQ(out, Vec(6 * 512, 0.0f));
     }
     EXPECT_EQ(host.allocator.AllocCalls(), uAllocs);
     EXPECT_EQ(host.asserts.Total(), 0u);
@@ -184,33 +143,13 @@ TEST(LpcResidualAnalyzer, ImpulseInSilencePeaksWithinTheOrder)
     for (size_t uAt : {5u, 3000u, 8999u}) {
         Vec x(9000, 0.0f);
         x[uAt] = 1.0f;
-        const Vec m = Measure({x}, 16)[0];
+        const Vec m = Measure(x, 16);
         const size_t uPeak = std::max_element(m.begin(), m.end()) - m.begin();
         EXPECT_LE(std::max(uPeak, uAt) - std::min(uPeak, uAt), 16u) << uAt;
         // A lone impulse has no lags beyond 0, so no predictor: f = b = -1 and the measure is
         // 2 x 1 x 1 / (1 + 1 + 1e-9).
         EXPECT_NEAR(m[uPeak], 1.0f, 1e-6f) << uAt;
     }
-    EXPECT_EQ(host.asserts.Total(), 0u);
-}
-
-// Two tones on channel 0 and coloured noise on channel 1, clicks below the signals' own peaks.
-TEST(LpcResidualAnalyzer, ClicksOutrankTonesAndNoise)
-{
-    TestHost host;
-    const size_t N = 72000;
-    Vec tones(N), noise = Autoregressive({1.6, -0.8}, N, 0.01, 7);
-    for (size_t n = 0; n < N; ++n)
-        tones[n] = static_cast<float>(0.3 * std::sin(2 * PI * 440 * n / 48000) + 0.2 * std::sin(2 * PI * 1250 * n / 48000));
-    tones[20000] += 0.1f;
-    tones[50000] -= 0.08f;
-    noise[35000] += 0.1f;
-    const std::vector<Peak> peaks = Strongest(Measure({tones, noise}, 16), 4, 2400);
-    const std::vector<std::pair<size_t, size_t>> clicks = {{0, 20000}, {0, 50000}, {1, 35000}};
-    for (size_t k = 0; k < 3; ++k) {
-        EXPECT_NE(std::find(clicks.begin(), clicks.end(), std::make_pair(peaks[k].uChannel, peaks[k].uIndex)), clicks.end());
-    }
-    EXPECT_LT(peaks[3].fValue, 0.5f * peaks[2].fValue);
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
@@ -263,7 +202,7 @@ TEST(LpcResidualAnalyzer, UnstablePredictorIsCutByAnEighthPlusOne)
     Vec m(96000);
     const float* pIn[1] = {x.data()};
     float* pOut[1] = {m.data()};
-    analyzer.Analyze(96000, pIn, pOut, nullptr, nullptr, nullptr, 0);
+    analyzer.Analyze(96000, pIn, pOut, nullptr, nullptr, nullptr, 0); // last fit at 95760
     const float* p = analyzer.GetCoefficients(0);
     uint32_t uOrder = 16;
     while (uOrder > 0 && p[uOrder] == 0.0f)
