@@ -18,6 +18,7 @@ public:
     void Init(int32_t sMaxBlockSize, int32_t sTailSize, bool bPrime);
     void Prime();
 
+    // Counts below 0 do nothing, like 0.
     // Copies nSamples from in_pSource + sSourceOffset behind the valid samples.
     void Append(const float* in_pSource, int32_t nSamples, int32_t sSourceOffset);
     // Writes into the storage as a ring from the valid count on; afterwards GetTotal() is the

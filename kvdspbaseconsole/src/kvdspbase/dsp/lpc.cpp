@@ -93,7 +93,8 @@ void LpcResidualAnalyzer::Init(float fFrameSeconds, uint32_t uLpcOrder, float fH
     m_sHop = SamplesAtLeast(fHopSeconds * m_fSamplingRate, 1);
     m_uLpcOrder = uLpcOrder;
     const int32_t sTail = static_cast<int32_t>(m_sFrame / 2 > uLpcOrder ? m_sFrame / 2 : uLpcOrder);
-    const int32_t sBlock = static_cast<int32_t>(GetLatency()) + m_sDelay;
+    const uint32_t uLookAhead = m_sFrame > uLpcOrder ? m_sFrame : uLpcOrder;
+    const int32_t sBlock = static_cast<int32_t>(uLookAhead) + m_sDelay;
     const int32_t sChannels = static_cast<int32_t>(m_uNumChannels);
     const uint32_t uStored = StoredCoefficients(uLpcOrder);
     m_Input.Init(sChannels, sTail + sBlock, sBlock, sTail, true);
@@ -115,6 +116,14 @@ void LpcResidualAnalyzer::Reset()
         m_Input.SetTotal(sTotal > 0 ? sTotal : 0);
     }
     m_iLastUpdate = -1000000;
+}
+
+uint32_t LpcResidualAnalyzer::GetLatency() const
+{
+    if (m_Input.GetTotalSize() == 0)
+        return m_sFrame > m_uLpcOrder ? m_sFrame : m_uLpcOrder;
+    const int32_t sLatency = m_Input.GetMaxBlockSize() - m_sDelay;
+    return sLatency > 0 ? static_cast<uint32_t>(sLatency) : 0;
 }
 
 bool LpcResidualAnalyzer::HasStorage() const

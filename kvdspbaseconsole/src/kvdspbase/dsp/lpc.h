@@ -27,6 +27,7 @@ class LpcResidualAnalyzer
 public:
     // sDelay is the room for new samples in the input buffer: the most one Analyze call may
     // take. Re-configuring an initialised analyser resets it: silent history, fresh fit.
+    // Init sizes the buffer for the sDelay configured before it.
     void Configure(uint32_t uNumChannels, int32_t sDelay, float fSampleRate);
     // Frame and hop in seconds at the configured rate (at least 8 and 1 samples). Allocates.
     void Init(float fFrameSeconds, uint32_t uLpcOrder, float fHopSeconds);
@@ -39,7 +40,9 @@ public:
                  float* const* out_ppForward, float* const* out_ppBackward, float* const* out_ppDelayed,
                  uint32_t uOutOffset);
 
-    uint32_t GetLatency() const { return m_sFrame > m_uLpcOrder ? m_sFrame : m_uLpcOrder; }
+    // max(frame, order) after Configure and Init with the same sDelay; a later Configure with
+    // a smaller sDelay adds the difference.
+    uint32_t GetLatency() const;
     uint32_t GetFrame() const { return m_sFrame; }
     uint32_t GetHop() const { return m_sHop; }
     uint32_t GetOrder() const { return m_uLpcOrder; }
