@@ -203,6 +203,8 @@ void LpcResidualAnalyzer::Analyze(uint32_t uCount, const float* const* in_ppInpu
         if (out_ppDelayed)
             for (uint32_t c = 0; c < m_uNumChannels; ++c)
                 ippsCopy_32f(uDone, m_Input.GetChannel(c) + sTail, out_ppDelayed[c] + uOutOffset);
+        m_Input.Consume(uCount);
+        m_iLastUpdate -= static_cast<int32_t>(uCount);
     }
     // Whatever could not be analysed reads as silence.
     for (uint32_t c = 0; c < m_uNumChannels; ++c) {
@@ -210,6 +212,4 @@ void LpcResidualAnalyzer::Analyze(uint32_t uCount, const float* const* in_ppInpu
             if (pp)
                 ippsZero_32f(uCount - uDone, pp[c] + uOutOffset + uDone);
     }
-    m_Input.Consume(uCount);
-    m_iLastUpdate -= static_cast<int32_t>(uCount);
 }
