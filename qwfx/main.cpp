@@ -26,6 +26,8 @@ const char* const USAGE =
     "  model-reverb IR.wav -o MODEL.bin [--channels A,B] [--order 8|16] [--svg FILE]\n"
     "                            fit the reverb's model to a measured room response\n"
     "  decay A.wav [B.wav]       T30 and EDT per octave (and B's errors against A)\n"
+    "  transients IN.wav [--order N] [--frame MS] [--hop MS] [--top N] [--min-gap MS] [--csv FILE]\n"
+    "                            the strongest clicks, dropouts and edits, where linear prediction fails\n"
     "EFFECT is a short name (qwfx list) or a plug-in id.\n";
 
 } // namespace
@@ -76,5 +78,7 @@ int main(int argc, char** argv)
         return QwfxModelReverb(args);
     if (sCommand == "decay")
         return QwfxDecay(args);
+    if (sCommand == "transients")
+        return QwfxTransients(args);
     return QwfxError(QWFX_USAGE, "unknown command '" + sCommand + "' (try qwfx --help)");
 }

@@ -50,6 +50,7 @@ int QwfxDecay(const QwfxArgs& in_args);
 // Runs in_work on this thread while another says on stderr, once a second has passed, that
 // in_pszWhat is still going.
 void QwfxRunWithProgress(const char* in_pszWhat, const std::function<void()>& in_work);
+int QwfxTransients(const QwfxArgs& in_args);
 
 // The SVG sheet of all distortion curves, written by qwfx demo; false with a reason.
 bool QwfxWriteCurveSheet(const std::string& in_sPath, std::string& out_sError);
