@@ -10,6 +10,7 @@
 #include "qwfx/lib/qwhostallocator.h"
 #include "qwfx/lib/qwlayout.h"
 #include "qwfx/lib/qwpluginnames.h"
+#include "qwfx/lib/qwreverbfit.h"
 #include "qwfx/lib/qwrenderloop.h"
 #include "qwfx/qwfxcli.h"
 
@@ -21,7 +22,8 @@ struct RenderOptions
     std::string sParamsFile;
     std::vector<std::string> sets;
     std::string sMediaFile;
-    std::string sIrFile; // box modeler: an impulse response packed in memory
+    std::string sIrFile; // box modeler: an impulse response packed in memory; reverb: a room fitted in memory
+    std::string sChannels; // reverb --ir: the two channels of the room to fit
     std::string sBlock = "512";
     std::string sLayout;
     std::string sMaxTail = "30";
@@ -35,6 +37,7 @@ bool ParseOptions(const std::vector<std::string>& in_args, RenderOptions& out_op
         if (QwfxTakeOption(in_args, i, "--params", out_options.sParamsFile, out_sError) ||
             QwfxTakeOption(in_args, i, "--media", out_options.sMediaFile, out_sError) ||
             QwfxTakeOption(in_args, i, "--ir", out_options.sIrFile, out_sError) ||
+            QwfxTakeOption(in_args, i, "--channels", out_options.sChannels, out_sError) ||
             QwfxTakeOption(in_args, i, "--block", out_options.sBlock, out_sError) ||
             QwfxTakeOption(in_args, i, "--layout", out_options.sLayout, out_sError) ||
             QwfxTakeOption(in_args, i, "--max-tail", out_options.sMaxTail, out_sError))
@@ -51,8 +54,45 @@ bool ParseOptions(const std::vector<std::string>& in_args, RenderOptions& out_op
     }
     if (out_sError.empty() && out_options.positional.size() != 3)
         out_sError = "usage: qwfx render EFFECT IN OUT [--params BLOCK.bin] [--set NAME|ID=VALUE]... "
-                     "[--media FILE | --ir IR.wav] [--block N] [--layout L] [--max-tail SECONDS] [--strict]";
+                     "[--media FILE | --ir IR.wav [--channels A,B]] [--block N] [--layout L] [--max-tail SECONDS] [--strict]";
     return out_sError.empty();
+}
+
+// The network order the reverb will run: the last --set of it, else the parameter block's
+// (a u32 at byte 24), else the default 16.
+uint32_t ReverbOrderOf(const QwEffectSetup& in_setup)
+{
+    uint32_t uOrder = 16;
+    if (in_setup.paramBlock.size() >= 28)
+        uOrder = static_cast<uint32_t>(in_setup.paramBlock[24]) | static_cast<uint32_t>(in_setup.paramBlock[25]) << 8 |
+                 static_cast<uint32_t>(in_setup.paramBlock[26]) << 16 | static_cast<uint32_t>(in_setup.paramBlock[27]) << 24;
+    for (const QwParamSetting& setting : in_setup.settings)
+        if (std::string(setting.pParam->pszName) == "order")
+            uOrder = setting.uBits;
+    return QwReverbOrder(uOrder);
+}
+
+// The reverb's media from a measured room, fitted here; the room must be at the input's rate,
+// since the model's filters count samples.
+bool FitRoom(const std::string& in_sIrFile, const uint32_t* in_pauChannels, const QwEffectSetup& in_setup,
+             uint32_t in_uSampleRate, std::vector<uint8_t>& out_media, std::string& out_sError)
+{
+    QwReverbFit fit;
+    bool bFitted = false;
+    QwfxRunWithProgress("fitting the reverb model", [&] {
+        bFitted = QwFitReverbFile(in_sIrFile, in_pauChannels, ReverbOrderOf(in_setup), fit, out_sError);
+    });
+    if (!bFitted)
+        return false;
+    if (fit.uSampleRate != in_uSampleRate) {
+        out_sError = "'" + in_sIrFile + "' is at " + std::to_string(fit.uSampleRate) + " Hz but the input at " +
+                     std::to_string(in_uSampleRate) + " Hz: the model plays at the rate it was fitted";
+        return false;
+    }
+    for (const std::string& sWarning : fit.warnings)
+        std::fprintf(stderr, "qwfx: %s\n", sWarning.c_str());
+    out_media = QwWriteReverbModel(fit.model);
+    return true;
 }
 
 void ShowProgress(uint64_t in_uDone, uint64_t in_uTotal)
@@ -112,7 +152,17 @@ int QwfxRender(const QwfxArgs& in_args)
         return QwfxError(QWFX_FAILED, sError);
     if (!options.sIrFile.empty() && !options.sMediaFile.empty())
         return QwfxError(QWFX_USAGE, "give --media or --ir, not both");
-    if (!options.sIrFile.empty() && !QwBoxModelFromFile(options.sIrFile, 0, 0.0f, setup.media, sError))
+    const bool bReverb = uId == 2;
+    if (!options.sChannels.empty() && (!bReverb || options.sIrFile.empty()))
+        return QwfxError(QWFX_USAGE, "--channels goes with --ir of the reverb");
+    uint32_t auChannels[2];
+    if (!options.sChannels.empty() && !QwParseChannelPair(options.sChannels, auChannels, sError))
+        return QwfxError(QWFX_USAGE, sError);
+    if (!options.sIrFile.empty() && bReverb &&
+        !FitRoom(options.sIrFile, options.sChannels.empty() ? nullptr : auChannels, setup, input.uSampleRate,
+                 setup.media, sError))
+        return QwfxError(QWFX_FAILED, sError);
+    if (!options.sIrFile.empty() && !bReverb && !QwBoxModelFromFile(options.sIrFile, 0, 0.0f, setup.media, sError))
         return QwfxError(QWFX_FAILED, sError);
     setup.format = QwFormat{input.uSampleRate, QwChannelConfigFor(input.NumChannels(), pLayout), 0};
     setup.uBlockFrames = static_cast<uint16_t>(sBlock);

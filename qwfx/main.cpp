@@ -10,8 +10,8 @@ const char* const USAGE =
     "  list                      the module's effects, in registration order\n"
     "  params EFFECT             an effect's parameters\n"
     "  render EFFECT IN OUT      run an effect over an audio file, writing a 32-bit float WAV\n"
-    "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--media FILE | --ir IR.wav] [--block N]\n"
-    "      [--layout mono|stereo|4.0|5.0|5.1|7.1] [--max-tail SECONDS] [--strict]\n"
+    "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--media FILE | --ir IR.wav [--channels A,B]]\n"
+    "      [--block N] [--layout mono|stereo|4.0|5.0|5.1|7.1] [--max-tail SECONDS] [--strict]\n"
     "  demo [DIR]                render a test programme through every effect (default qwfx-demo/)\n"
     "  box-model IR.wav -o MODEL.bin [--channel N] [--gain-db G]\n"
     "                            pack an impulse response as the box modeler's media\n"
@@ -23,6 +23,11 @@ const char* const USAGE =
     "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--svg FILE] [--rate HZ] [--length N]\n"
     "  reverb-model -o MODEL.bin [--rate HZ] [--early-ms MS] [--decay S]\n"
     "                            a synthetic model record for the reverb (--media of render reverb)\n"
+    "  model-reverb IR.wav -o MODEL.bin [--channels A,B] [--order 8|16] [--svg FILE]\n"
+    "                            fit the reverb's model to a measured room response\n"
+    "  decay A.wav [B.wav]       T30 and EDT per octave (and B's errors against A)\n"
+    "  transients IN.wav [--order N] [--frame MS] [--hop MS] [--top N] [--min-gap MS] [--csv FILE]\n"
+    "                            the strongest clicks, dropouts and edits, where linear prediction fails\n"
     "EFFECT is a short name (qwfx list) or a plug-in id.\n";
 
 } // namespace
@@ -69,5 +74,11 @@ int main(int argc, char** argv)
         return QwfxResponse(args);
     if (sCommand == "reverb-model")
         return QwfxReverbModel(args);
+    if (sCommand == "model-reverb")
+        return QwfxModelReverb(args);
+    if (sCommand == "decay")
+        return QwfxDecay(args);
+    if (sCommand == "transients")
+        return QwfxTransients(args);
     return QwfxError(QWFX_USAGE, "unknown command '" + sCommand + "' (try qwfx --help)");
 }

@@ -1,6 +1,7 @@
 // What every qwfx subcommand shares: its arguments, the loaded module with the assertion
 // recorder in its slot, and one-line error reporting.
 #pragma once
+#include <functional>
 #include <string>
 #include <vector>
 #include "qwfx/lib/qwassertlog.h"
@@ -43,6 +44,13 @@ int QwfxBoxModel(const QwfxArgs& in_args);
 int QwfxResponse(const QwfxArgs& in_args);
 int QwfxCurve(const QwfxArgs& in_args);
 int QwfxReverbModel(const QwfxArgs& in_args);
+int QwfxModelReverb(const QwfxArgs& in_args);
+int QwfxDecay(const QwfxArgs& in_args);
+
+// Runs in_work on this thread while another says on stderr, once a second has passed, that
+// in_pszWhat is still going.
+void QwfxRunWithProgress(const char* in_pszWhat, const std::function<void()>& in_work);
+int QwfxTransients(const QwfxArgs& in_args);
 
 // The SVG sheet of all distortion curves, written by qwfx demo; false with a reason.
 bool QwfxWriteCurveSheet(const std::string& in_sPath, std::string& out_sError);
