@@ -2,6 +2,8 @@
 #include <cstring>
 #include "qwfx/lib/qwaudiofile.h"
 #include "qwfx/lib/qwboxmodel.h"
+#include "qwfx/lib/qwreverbfit.h"
+#include "qwfx/lib/qwreverbmodel.h"
 
 namespace {
 
@@ -25,17 +27,19 @@ bool LooksLikeAudio(const std::vector<uint8_t>& in_bytes)
 
 } // namespace
 
-bool QwLv2ReverbModelFromRoomResponse(const std::string& in_sPath, uint32_t, std::vector<uint8_t>&,
-                                      std::string& out_sError)
+uint32_t QwLv2ReverbOrder(const QwEffectMeta& in_meta, const std::vector<uint32_t>& in_values)
 {
-    out_sError = "'" + in_sPath + "' is an audio file; fitting a room response needs the reverb modeler, "
-                 "which this build does not have: choose a model record (qwfx reverb-model)";
-    return false;
+    for (uint32_t i = 0; i < in_meta.uParamCount && i < in_values.size(); ++i)
+        if (std::strcmp(in_meta.pParams[i].pszName, "order") == 0)
+            return QwReverbOrder(in_values[i]);
+    return QwReverbOrder(16);
 }
 
-bool QwLv2MediaFromFile(const QwEffectMeta& in_meta, uint32_t in_uSampleRate, const std::string& in_sPath,
-                        std::vector<uint8_t>& out_media, std::string& out_sError)
+bool QwLv2MediaFromFile(const QwEffectMeta& in_meta, uint32_t in_uSampleRate, const std::vector<uint32_t>& in_values,
+                        const std::string& in_sPath, std::vector<uint8_t>& out_media, bool& out_bFitted,
+                        std::vector<std::string>& out_notes, std::string& out_sError)
 {
+    out_bFitted = false;
     if (std::strcmp(in_meta.pszShortName, "box-modeler") == 0)
         return QwBoxModelFromFile(in_sPath, 0, 0.0f, out_media, out_sError);
     if (std::strcmp(in_meta.pszShortName, "reverb") != 0) {
@@ -45,8 +49,22 @@ bool QwLv2MediaFromFile(const QwEffectMeta& in_meta, uint32_t in_uSampleRate, co
     std::vector<uint8_t> bytes;
     if (!QwReadBinaryFile(in_sPath, bytes, out_sError))
         return false;
-    if (LooksLikeAudio(bytes))
-        return QwLv2ReverbModelFromRoomResponse(in_sPath, in_uSampleRate, out_media, out_sError);
+    if (LooksLikeAudio(bytes)) {
+        // A measured room: fitted here, at its own rate, which must be the host's since the
+        // model's filters count samples.
+        QwReverbFit fit;
+        if (!QwFitReverbFile(in_sPath, nullptr, QwLv2ReverbOrder(in_meta, in_values), fit, out_sError))
+            return false;
+        if (fit.uSampleRate != in_uSampleRate) {
+            out_sError = "'" + in_sPath + "' is at " + std::to_string(fit.uSampleRate) + " Hz but the host runs at " +
+                         std::to_string(in_uSampleRate) + " Hz: the model plays at the rate it was fitted";
+            return false;
+        }
+        out_notes = fit.warnings;
+        out_media = QwWriteReverbModel(fit.model);
+        out_bFitted = true;
+        return true;
+    }
     // 28 bytes of values, then two lengths, each followed by two channels of that many floats.
     bool bValid = bytes.size() >= 36;
     const uint64_t uN1 = bValid ? GetU32(bytes, 28) : 0;

@@ -98,10 +98,13 @@ public:
     Urids urid = {};
     LV2_Atom_Forge forge = {};
 
-    // Worker, restore and save: the current media and where it came from.
+    // Worker, restore and save: the current media, where they came from, and for a fitted
+    // room the order it was fitted for.
     std::mutex mediaLock;
     std::vector<uint8_t> media;
     std::string sMediaPath;
+    bool bMediaFitted = false;
+    uint32_t uFittedOrder = 0;
 
     explicit Plugin(const QwLv2Effect& in_effect) : pEffect(&in_effect), ports(*in_effect.pMeta, *in_effect.pLayout) {}
 
@@ -121,17 +124,43 @@ public:
         return pNew;
     }
 
-    // Off the audio thread: reads and packs the file, or says why not.
-    bool LoadMedia(const std::string& in_sPath, std::vector<uint8_t>& out_media)
+    // Off the audio thread: a new engine on the file at in_sPath, whose media become current.
+    QwLv2Engine* BuildFromFile(const std::string& in_sPath, const std::vector<uint32_t>& in_values)
     {
+        std::vector<uint8_t> fresh;
+        bool bFitted = false;
+        std::vector<std::string> notes;
         std::string sError;
-        if (QwLv2MediaFromFile(Meta(), uRate, in_sPath, out_media, sError)) {
-            lv2_log_note(&logger, "kvfx: %s media from '%s' (%zu bytes)\n", Meta().pszShortName, in_sPath.c_str(),
-                         out_media.size());
-            return true;
+        if (!QwLv2MediaFromFile(Meta(), uRate, in_values, in_sPath, fresh, bFitted, notes, sError)) {
+            lv2_log_error(&logger, "kvfx: %s\n", sError.c_str());
+            return nullptr;
         }
-        lv2_log_error(&logger, "kvfx: %s\n", sError.c_str());
-        return false;
+        for (const std::string& sNote : notes)
+            lv2_log_warning(&logger, "kvfx: %s\n", sNote.c_str());
+        lv2_log_note(&logger, "kvfx: %s media from '%s'%s (%zu bytes)\n", Meta().pszShortName, in_sPath.c_str(),
+                     bFitted ? ", fitted" : "", fresh.size());
+        QwLv2Engine* pNew = Build(in_values, fresh, in_sPath);
+        if (pNew) {
+            std::lock_guard<std::mutex> lock(mediaLock);
+            media = std::move(fresh);
+            sMediaPath = in_sPath;
+            bMediaFitted = bFitted;
+            uFittedOrder = QwLv2ReverbOrder(Meta(), in_values);
+        }
+        return pNew;
+    }
+
+    // Off the audio thread: a new engine on the current media with these values. A fitted
+    // room is fitted again for a new order: the model depends on it.
+    QwLv2Engine* Rebuild(const std::vector<uint32_t>& in_values)
+    {
+        std::unique_lock<std::mutex> lock(mediaLock);
+        if (bMediaFitted && QwLv2ReverbOrder(Meta(), in_values) != uFittedOrder) {
+            const std::string sPath = sMediaPath;
+            lock.unlock();
+            return BuildFromFile(sPath, in_values);
+        }
+        return Build(in_values, media, sMediaPath);
     }
 
     void ReadPorts()
@@ -184,9 +213,7 @@ public:
             return;
         }
         // A host without a worker (lv2apply) runs offline: rebuild right here.
-        std::unique_lock<std::mutex> lock(mediaLock);
-        QwLv2Engine* pNew = Build(wanted, media, sMediaPath);
-        lock.unlock();
+        QwLv2Engine* pNew = Rebuild(wanted);
         if (pNew) {
             Retire(pEngine);
             pEngine = pNew;
@@ -405,15 +432,9 @@ LV2_Worker_Status Work(LV2_Handle in_hInstance, LV2_Worker_Respond_Function in_r
         // Path atoms carry their terminating zero; a string may not.
         std::string sPath(reinterpret_cast<const char*>(pBytes + uValues), header.uPathBytes);
         sPath = sPath.c_str();
-        std::vector<uint8_t> media;
-        if (p.LoadMedia(sPath, media) && (pNew = p.Build(values, media, sPath))) {
-            std::lock_guard<std::mutex> lock(p.mediaLock);
-            p.media = std::move(media);
-            p.sMediaPath = sPath;
-        }
+        pNew = p.BuildFromFile(sPath, values);
     } else {
-        std::lock_guard<std::mutex> lock(p.mediaLock);
-        pNew = p.Build(values, p.media, p.sMediaPath);
+        pNew = p.Rebuild(values);
     }
     // A rebuild answers even when it failed, so that the audio thread stops waiting for it.
     if (pNew || header.uType == WORK_REBUILD) {
@@ -509,20 +530,12 @@ LV2_State_Status Restore(LV2_Handle in_hInstance, LV2_State_Retrieve_Function in
         }
     }
     // Restore never runs beside run(), so the engine is replaced in place.
-    std::vector<uint8_t> media;
-    if (!p.LoadMedia(sPath, media))
-        return LV2_STATE_ERR_UNKNOWN;
     std::vector<uint32_t> values(p.ports.uParams);
     for (uint32_t i = 0; i < p.ports.uParams; ++i)
         values[i] = p.pEngine->Applied(i);
-    QwLv2Engine* pNew = p.Build(values, media, sPath);
+    QwLv2Engine* pNew = p.BuildFromFile(sPath, values);
     if (!pNew)
         return LV2_STATE_ERR_UNKNOWN;
-    {
-        std::lock_guard<std::mutex> lock(p.mediaLock);
-        p.media = std::move(media);
-        p.sMediaPath = sPath;
-    }
     delete p.pEngine;
     p.pEngine = pNew;
     p.bNotifyPath = true;

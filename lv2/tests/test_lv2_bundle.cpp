@@ -12,6 +12,7 @@
 #include "qwfx/lib/qweffectsetup.h"
 #include "qwfx/lib/qwmodule.h"
 #include "qwfx/lib/qwrenderloop.h"
+#include "qwfx/lib/qwreverbfit.h"
 #include "qwfx/lib/qwreverbmodel.h"
 #include "support/qwfxrun.h"
 
@@ -279,9 +280,10 @@ TEST(Lv2Bundle, BoxModelerLoadsAResponseFileAndKeepsItInState)
     Check(*pRestored);
 }
 
-// The reverb takes a model record from a file; an audio file waits for the modeler and leaves
-// the running model alone. Its tail goes on after the input falls silent.
-TEST(Lv2Bundle, ReverbLoadsAModelRecordAndRefusesARoomResponseForNow)
+// The reverb takes a model record from a file, or a measured room (a WAV) that it fits on the
+// worker, and fits again when the order changes; a room at another rate is refused and the
+// running model stays. Its tail goes on after the input falls silent.
+TEST(Lv2Bundle, ReverbLoadsAModelRecordOrFitsARoom)
 {
     TestTempDir dir;
     QwReverbModel model = QwSyntheticReverbModel(48000, 80.0f, 7);
@@ -291,22 +293,49 @@ TEST(Lv2Bundle, ReverbLoadsAModelRecordAndRefusesARoomResponseForNow)
         std::ofstream file(dir.File("room.bin"), std::ios::binary);
         file.write(reinterpret_cast<const char*>(record.data()), static_cast<std::streamsize>(record.size()));
     }
+    // A room: stereo noise decaying 60 dB in 0.4 s, from 20 ms in.
     std::string sError;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("room.wav"), QwPlanarAudio(48000, 2, 100), sError));
+    QwPlanarAudio room(48000, 2, 24000);
+    std::mt19937 rng(5);
+    std::normal_distribution<float> gauss(0.0f, 0.3f);
+    for (auto& channel : room.channels)
+        for (size_t i = 960; i < channel.size(); ++i)
+            channel[i] = gauss(rng) * std::pow(10.0f, -3.0f * static_cast<float>(i - 960) / 19200.0f);
+    ASSERT_TRUE(QwWriteFloatWav(dir.File("room.wav"), room, sError)) << sError;
+    room.uSampleRate = 44100;
+    ASSERT_TRUE(QwWriteFloatWav(dir.File("room-44k.wav"), room, sError)) << sError;
+
     const QwEffectMeta& meta = Meta("reverb");
     QwPlanarAudio input = Programme(6000);
     for (auto& channel : input.channels)
         channel.resize(12000, 0.0f);
+    auto Load = [&](QwLv2Instance& io_instance, const char* in_pszFile) {
+        io_instance.SetPathProperty(QwLv2MediaPropertyUri(meta), dir.File(in_pszFile));
+        io_instance.Run(nullptr, nullptr, 0);
+        io_instance.Run(nullptr, nullptr, 0);   // the announcement goes out on the run after the swap
+    };
     auto pInstance = Open(meta, 512, {});
-    pInstance->SetPathProperty(QwLv2MediaPropertyUri(meta), dir.File("room.bin"));
-    pInstance->Run(nullptr, nullptr, 0);
-    pInstance->SetPathProperty(QwLv2MediaPropertyUri(meta), dir.File("room.wav"));
-    pInstance->Run(nullptr, nullptr, 0);
+    Load(*pInstance, "room.bin");
+    Load(*pInstance, "room-44k.wav");
     EXPECT_EQ(pInstance->AnnouncedPath(), dir.File("room.bin"));
-    const QwPlanarAudio out = RunThrough(*pInstance, input, [] { return 1u; });
+    QwPlanarAudio out = RunThrough(*pInstance, input, [] { return 1u; });
     EXPECT_EQ(MaxDifference(out, Reference(meta, {}, record, 512, 511, input)), 0.0f);
     // The tail rings on while the host runs the plug-in on silence.
     EXPECT_GT(*std::max_element(out.channels[0].begin() + 11000, out.channels[0].end()), 1e-3f);
+
+    for (uint32_t uOrder : {16u, 8u}) {
+        QwReverbFit fit;
+        ASSERT_TRUE(QwFitReverbFile(dir.File("room.wav"), nullptr, uOrder, fit, sError)) << sError;
+        auto pRoom = Open(meta, 512, {});
+        Load(*pRoom, "room.wav");
+        EXPECT_EQ(pRoom->AnnouncedPath(), dir.File("room.wav"));
+        pRoom->SetControl("order", static_cast<float>(uOrder));
+        pRoom->Run(nullptr, nullptr, 0);
+        out = RunThrough(*pRoom, input, [] { return 100u; });
+        const Settings settings = {{"order", static_cast<float>(uOrder)}};
+        EXPECT_EQ(MaxDifference(out, Reference(meta, settings, QwWriteReverbModel(fit.model), 512, 511, input)), 0.0f)
+            << uOrder;
+    }
 }
 
 #ifdef LV2APPLY_PATH
