@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 #include "qwfx/lib/qweffectmeta.h"
+#include "qwfx/lib/qwparamvalue.h"
 #include "reverb_console/qwent/audioenginefx/src/bivrelreverb_qwentfx.h"
 #include "skrel_console/box_modeler/qwent/audioenginefx/kvskrelboxmodelerfx.h"
 #include "skrel_console/delay/qwent/audioenginefx/kvskreldelayfx.h"
@@ -204,8 +205,23 @@ TEST(EffectFrames, MisfitBlocksAreLeftAlone)
         }
         if (e.pMeta->uPluginId == 2)
             continue;
-        const float fValue = static_cast<float>(e.pMeta->pParams[1].fMax);
-        fx.pParams->SetParam(e.pMeta->pParams[1].uId, &fValue, 4);
+        // The demo settings, which are audible, and 427 ms of noise: the delay (350 ms in the demo)
+        // sends some of it back.
+        std::vector<QwParamSetting> settings;
+        std::string sError;
+        ASSERT_TRUE(QwParseSettings(e.pMeta, e.pMeta->pDemoPreset->pszSettings, settings, sError)) << sError;
+        for (const QwParamSetting& setting : settings)
+            fx.pParams->SetParam(setting.pParam->uId, &setting.uBits, 4);
+        for (int b = 0; b < 80; ++b) {
+            fx.data = noise;
+            fx.Execute(BLOCK);
+        }
+        fx.data = noise;
+        const QwParamMeta* pFloat = e.pMeta->pParams;
+        while (pFloat->eType != QwParamType::F32)
+            ++pFloat;
+        const float fValue = static_cast<float>(pFloat->fDefault);
+        fx.pParams->SetParam(pFloat->uId, &fValue, 4);
         GetAllocatorBinding().m_bOutOfMemory = 1;
         fx.Execute(BLOCK);
         GetAllocatorBinding().m_bOutOfMemory = 0;
