@@ -152,7 +152,7 @@ TEST(KvSkrelDistortionFX, PendingAllocatorFailureKeepsTheFlagsForTheNextBlock)
     EXPECT_NEAR(fx.data[3], std::tanh(static_cast<double>(fIn)) * std::pow(10.0, -3.0 / 20), 1e-6);
 }
 
-TEST(SkrelDistImpl, BypassRunsNothingAndBadIdsAreRefused)
+TEST(SkrelDistImpl, BypassRunsNothingAndBadCallsAreRefused)
 {
     TestHost host;
     SkrelDistImpl impl(32, 48000.0f, 1, false);
@@ -169,32 +169,7 @@ TEST(SkrelDistImpl, BypassRunsNothingAndBadIdsAreRefused)
     EXPECT_EQ(host.asserts.Count("false"), 3u);
     impl.SetDrive(1.0f, 2);
     EXPECT_EQ(host.asserts.Count("iEffectSlot < KvSkrel::NUM_DISTORTION_SLOTS"), 1u);
-}
-
-TEST(SkrelDistImpl, InterleavedMatchesPerChannel)
-{
-    TestHost host;
-    SkrelDistImpl flat(16, 48000.0f, 2, false);
-    SkrelDistImpl inter(16, 48000.0f, 2, true);
-    for (SkrelDistImpl* p : {&flat, &inter}) {
-        p->SetAlgorithm(35, 0);
-        p->SetCharacter(0.3f, 0);
-        p->SetAlgorithm(5, 1);
-    }
-    std::vector<float> left(16), right(16), both(32);
-    for (uint32_t i = 0; i < 16; ++i) {
-        left[i] = 0.05f * static_cast<float>(i) - 0.3f;
-        right[i] = -0.04f * static_cast<float>(i) + 0.2f;
-        both[2 * i] = left[i];
-        both[2 * i + 1] = right[i];
-    }
-    float* apChannels[2] = {left.data(), right.data()};
-    flat.Process(12, apChannels);
-    inter.ProcessInterleaved(24, both.data());
-    for (uint32_t i = 0; i < 16; ++i) {
-        EXPECT_EQ(both[2 * i], left[i]) << i;
-        EXPECT_EQ(both[2 * i + 1], right[i]) << i;
-    }
-    flat.Process(17, apChannels);
-    EXPECT_EQ(host.asserts.Count("false"), 1u);
+    impl.SetBoolParameter(SkrelDistImpl::PARAM_BYPASS, false);
+    impl.Process(33, &pChannel); // more frames than the block
+    EXPECT_EQ(host.asserts.Count("false"), 4u);
 }
