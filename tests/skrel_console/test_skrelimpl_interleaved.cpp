@@ -8,6 +8,7 @@
 #include "skrel_console/distortion/src/interface/skreldistimpl.h"
 #include "skrel_console/dynamics/src/interface/skreldynamicsimpl.h"
 #include "skrel_console/filter/src/interface/skrelfiltersimpl.h"
+#include "skrel_console/mbdistortion/src/interface/skrelmultibanddistimpl.h"
 #include "support/dspreference.h"
 #include "support/testboxmodel.h"
 #include "support/testhost.h"
@@ -110,5 +111,29 @@ TEST(SkrelImpls, InterleavedMatchesPlanar)
         ExpectInterleavedMatchesPlanar("box modeler", planar, woven, 2, 64,
                                        [](SkrelBoxModelerImpl& p, uint32_t n, float** ap) { p.Process(n, ap); });
     }
+    {
+        SkrelMultibandDistImpl planar(64, 48000.0f, 2, false), woven(64, 48000.0f, 2, true);
+        for (SkrelMultibandDistImpl* p : {&planar, &woven}) {
+            p->SetAlgorithm(35, 0, 1);
+            p->SetCutoff(0, 800.0f);
+        }
+        ExpectInterleavedMatchesPlanar("multiband", planar, woven, 2, 64,
+                                       [](SkrelMultibandDistImpl& p, uint32_t n, float** ap) { p.Process(n, ap); });
+    }
     EXPECT_TRUE(host.allocator.Balanced());
+}
+
+// Before any value arrives the engines stand on the effects' documented defaults.
+TEST(SkrelImpls, StartOnTheDocumentedDefaults)
+{
+    TestHost host;
+    SkrelMultibandDistImpl multiband(64, 48000.0f, 1, false);
+    EXPECT_EQ(multiband.GetCutoff(0), 5000.0f);
+    EXPECT_EQ(multiband.GetCutoff(1), 10000.0f);
+    SkrelDistImpl distortion(64, 48000.0f, 1, false);
+    for (uint32_t uSlot = 0; uSlot < 2; ++uSlot) {
+        EXPECT_EQ(distortion.GetParameter(1, uSlot), 5.0f);
+        EXPECT_EQ(distortion.GetParameter(2, uSlot), 0.5f);
+        EXPECT_EQ(multiband.GetParameter(2, uSlot, 2), 0.5f);
+    }
 }
