@@ -4,8 +4,7 @@
 #include <sndfile.h>
 #include <cstring>
 #include <fstream>
-#include "qwfx/lib/qwaudiofile.h"
-#include "support/qwfxrun.h"
+#include "qwfx/qwfxe2e.h"
 
 namespace {
 
@@ -33,22 +32,14 @@ QwPlanarAudio Programme(uint32_t in_uRate, uint32_t in_uChannels, size_t in_uFra
     return audio;
 }
 
-// Renders through the stand-in effect (plug-in 8) with the given block and extra options.
-QwfxRunResult RenderFake(const TestTempDir& in_dir, const FakeBlock& in_block, const std::string& in_sIn,
-                         const std::string& in_sOut, std::vector<std::string> in_extra = {})
+// Renders in.wav through the stand-in effect (plug-in 8) with the given block and options.
+QwfxRunResult RenderFake(const TestTempDir& in_dir, const FakeBlock& in_block, const std::string& in_sOut,
+                         std::vector<std::string> in_extra = {})
 {
-    std::vector<std::string> args = {"--module", QWFX_FAKE_MODULE_PATH, "render", "8", in_sIn, in_sOut, "--params",
-                                     WriteBytes(in_dir, "block.bin", &in_block, sizeof(in_block))};
+    std::vector<std::string> args = {"--module", QWFX_FAKE_MODULE_PATH, "render", "8", in_dir.File("in.wav"), in_sOut,
+                                     "--params", WriteBytes(in_dir, "block.bin", &in_block, sizeof(in_block))};
     args.insert(args.end(), in_extra.begin(), in_extra.end());
     return RunQwfx(args, in_dir);
-}
-
-QwPlanarAudio ReadBack(const std::string& in_sPath)
-{
-    QwPlanarAudio audio;
-    std::string sError;
-    EXPECT_TRUE(QwReadAudioFile(in_sPath, audio, sError)) << sError;
-    return audio;
 }
 
 } // namespace
@@ -58,12 +49,10 @@ TEST(QwfxRender, OutputIsTheEffectsAnswerAsFloatWav)
     TestTempDir dir;
     // Three channels (no named layout) at 44.1 kHz: rate and count must pass through.
     const QwPlanarAudio input = Programme(44100, 3, 3000);
-    std::string sError;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("in.wav"), input, sError));
-    const QwfxRunResult result = RenderFake(dir, {0.5f, 1, 0, 0}, dir.File("in.wav"), dir.File("out.wav"));
+    WriteWav(dir, "in.wav", input);
+    const QwfxRunResult result = RenderFake(dir, {0.5f, 1, 0, 0}, dir.File("out.wav"));
     ASSERT_EQ(result.iStatus, 0) << result.sErr;
     EXPECT_EQ(result.sErr, "");
-
     SF_INFO info;
     std::memset(&info, 0, sizeof(info));
     SNDFILE* pFile = sf_open(dir.File("out.wav").c_str(), SFM_READ, &info);
@@ -71,130 +60,97 @@ TEST(QwfxRender, OutputIsTheEffectsAnswerAsFloatWav)
     sf_close(pFile);
     EXPECT_EQ(info.format, SF_FORMAT_WAV | SF_FORMAT_FLOAT);
     EXPECT_EQ(info.samplerate, 44100);
-    EXPECT_EQ(info.channels, 3);
-
-    const QwPlanarAudio output = ReadBack(dir.File("out.wav"));
+    const QwPlanarAudio output = ReadWav(dir.File("out.wav"));
+    ASSERT_EQ(output.NumChannels(), 3u);
     ASSERT_EQ(output.NumFrames(), 3000u);
     for (uint32_t c = 0; c < 3; ++c)
         for (size_t i = 0; i < 3000; ++i)
             ASSERT_EQ(output.channels[c][i], 0.5f * input.channels[c][i]) << c << " " << i;
-
-    // A 16-bit input is read at full scale 1: 0.5 x (16384 / 32768) = 0.25.
-    SF_INFO pcm;
-    std::memset(&pcm, 0, sizeof(pcm));
-    pcm.samplerate = 8000;
-    pcm.channels = 1;
-    pcm.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
-    pFile = sf_open(dir.File("pcm.wav").c_str(), SFM_WRITE, &pcm);
-    const short aSamples[] = {16384, -16384, 0};
-    sf_writef_short(pFile, aSamples, 3);
-    sf_close(pFile);
-    ASSERT_EQ(RenderFake(dir, {0.5f, 1, 0, 0}, dir.File("pcm.wav"), dir.File("pcm-out.wav")).iStatus, 0);
-    EXPECT_EQ(ReadBack(dir.File("pcm-out.wav")).channels[0], (std::vector<float>{0.25f, -0.25f, 0.0f}));
 }
 
 TEST(QwfxRender, TailIsRenderedUpToMaxTail)
 {
     TestTempDir dir;
     const QwPlanarAudio input = Programme(48000, 2, 4800);
-    std::string sError;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("in.wav"), input, sError));
-
-    // 4800 = 9 x 512 + 192. The 10th block (192 valid, state 17) starts a 1000-frame tail:
-    // room 320 -> 680 left, padded to 512 (5120 out). Tail call: 680 - 512 = 168 left
-    // (5632 out). Next: 0 left, state 17 (6144 out), and the loop stops.
-    QwfxRunResult result = RenderFake(dir, {2.0f, 1, 1000, 0}, dir.File("in.wav"), dir.File("out.wav"));
-    ASSERT_EQ(result.iStatus, 0) << result.sErr;
-    QwPlanarAudio output = ReadBack(dir.File("out.wav"));
-    ASSERT_EQ(output.NumFrames(), 6144u);
-    for (uint32_t c = 0; c < 2; ++c)
-        for (size_t i = 0; i < 6144; ++i)
-            ASSERT_EQ(output.channels[c][i], i < 4800 ? 2.0f * input.channels[c][i] : 0.0f) << c << " " << i;
-
-    // --max-tail 0.01 s = 480 frames: after the last input block 320 tail frames are out, so
-    // one tail call follows (832 >= 480) and the loop stops there, saying so.
-    result = RenderFake(dir, {2.0f, 1, 1000, 0}, dir.File("in.wav"), dir.File("cut.wav"), {"--max-tail", "0.01"});
-    ASSERT_EQ(result.iStatus, 0) << result.sErr;
-    EXPECT_EQ(ReadBack(dir.File("cut.wav")).NumFrames(), 5632u);
-    EXPECT_NE(result.sErr.find("tail cut"), std::string::npos) << result.sErr;
-
-    // Block 4800: one whole block with state 17 (room 0, 1000 left, 45), then one tail call
-    // whose room of 4800 takes the 1000 to 0 and leaves state 17. 9600 out.
-    result = RenderFake(dir, {2.0f, 1, 1000, 0}, dir.File("in.wav"), dir.File("big.wav"), {"--block", "4800"});
-    ASSERT_EQ(result.iStatus, 0) << result.sErr;
-    EXPECT_EQ(ReadBack(dir.File("big.wav")).NumFrames(), 9600u);
+    WriteWav(dir, "in.wav", input);
+    struct Case
+    {
+        std::vector<std::string> options;
+        size_t uFrames;
+        bool bCut;
+    };
+    const Case aCases[] = {
+        // 4800 = 9 x 512 + 192. The 10th block (192 valid, state 17) starts a 1000-frame tail:
+        // room 320 -> 680 left, padded to 512 (5120 out). Tail call: 680 - 512 = 168 left
+        // (5632 out). Next: 0 left, state 17 (6144 out), and the loop stops.
+        {{}, 6144, false},
+        // --max-tail 0.01 s = 480 frames: after the last input block 320 tail frames are out, so
+        // one tail call follows (832 >= 480) and the loop stops there, saying so.
+        {{"--max-tail", "0.01"}, 5632, true},
+        // Block 4800: one whole block with state 17 (room 0, 1000 left, 45), then one tail call
+        // whose room of 4800 takes the 1000 to 0 and leaves state 17.
+        {{"--block", "4800"}, 9600, false},
+    };
+    for (const Case& c : aCases) {
+        const QwfxRunResult result = RenderFake(dir, {2.0f, 1, 1000, 0}, dir.File("out.wav"), c.options);
+        ASSERT_EQ(result.iStatus, 0) << result.sErr;
+        EXPECT_EQ(result.sErr.find("tail cut") != std::string::npos, c.bCut) << result.sErr;
+        const QwPlanarAudio output = ReadWav(dir.File("out.wav"));
+        ASSERT_EQ(output.NumFrames(), c.uFrames);
+        for (uint32_t ch = 0; ch < 2; ++ch)
+            for (size_t i = 0; i < c.uFrames; ++i)
+                ASSERT_EQ(output.channels[ch][i], i < 4800 ? 2.0f * input.channels[ch][i] : 0.0f) << ch << " " << i;
+    }
 }
 
 TEST(QwfxRender, InitFailuresNameTheCodeAndWriteNothing)
 {
     TestTempDir dir;
-    std::string sError;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("in.wav"), Programme(48000, 1, 100), sError));
+    WriteWav(dir, "in.wav", Programme(48000, 1, 100));
     const std::string sOut = dir.File("out.wav");
-    struct Case
-    {
-        FakeBlock block;
-        const char* pszText;
-    };
-    const Case aCases[] = {
+    const std::pair<FakeBlock, const char*> aCases[] = {
         {{1.0f, 52, 0, 0}, "Init returned 52 (out of memory"},
         {{1.0f, 78, 0, 0}, "Init returned 78 (unsupported channel configuration)"},
         {{1.0f, 1, 0, 1}, "Init returned 79 (required plug-in media missing or empty)"},
     };
-    for (const Case& c : aCases) {
-        const QwfxRunResult result = RenderFake(dir, c.block, dir.File("in.wav"), sOut);
+    for (const auto& c : aCases) {
+        const QwfxRunResult result = RenderFake(dir, c.first, sOut);
         EXPECT_EQ(result.iStatus, 1);
-        const auto lines = result.ErrLines();
-        ASSERT_EQ(lines.size(), 1u) << result.sErr;
-        EXPECT_NE(lines[0].find(c.pszText), std::string::npos) << lines[0];
-        EXPECT_FALSE(std::filesystem::exists(sOut));
+        ExpectOneLineError(result, c.second, sOut);
         EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path), {}), 2);   // in.wav, block.bin
     }
-
     // With media the same effect runs; its gain is scaled by the media's 5 bytes.
     const std::string sMedia = WriteBytes(dir, "media.bin", "12345", 5);
-    const QwfxRunResult result = RenderFake(dir, {0.5f, 1, 0, 1}, dir.File("in.wav"), sOut, {"--media", sMedia});
+    const QwfxRunResult result = RenderFake(dir, {0.5f, 1, 0, 1}, sOut, {"--media", sMedia});
     ASSERT_EQ(result.iStatus, 0) << result.sErr;
-    const QwPlanarAudio input = ReadBack(dir.File("in.wav"));
-    EXPECT_EQ(ReadBack(sOut).channels[0][7], 2.5f * input.channels[0][7]);
-
+    EXPECT_EQ(ReadWav(sOut).channels[0][7], 2.5f * ReadWav(dir.File("in.wav")).channels[0][7]);
     // Not registered in this module.
-    const QwfxRunResult missing =
-        RunQwfx({"--module", QWFX_FAKE_MODULE_PATH, "render", "reverb", dir.File("in.wav"), sOut + "2"}, dir);
-    EXPECT_EQ(missing.iStatus, 1);
-    EXPECT_NE(missing.sErr.find("effect 'reverb' (plug-in 2) is not registered"), std::string::npos) << missing.sErr;
+    ExpectOneLineError(RunQwfx({"--module", QWFX_FAKE_MODULE_PATH, "render", "reverb", dir.File("in.wav"), sOut + "2"}, dir),
+                       "effect 'reverb' (plug-in 2) is not registered", sOut + "2");
 }
 
 TEST(QwfxRender, AssertionsAreListedAndStrictMakesThemStatus3)
 {
     TestTempDir dir;
-    std::string sError;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("in.wav"), Programme(48000, 2, 1000), sError));
-
+    WriteWav(dir, "in.wav", Programme(48000, 2, 1000));
     // 1000 frames at block 256 make 4 Execute calls, each reporting once.
-    QwfxRunResult result =
-        RenderFake(dir, {1.0f, 1, 0, 2}, dir.File("in.wav"), dir.File("out.wav"), {"--block", "256"});
+    QwfxRunResult result = RenderFake(dir, {1.0f, 1, 0, 2}, dir.File("out.wav"), {"--block", "256"});
     EXPECT_EQ(result.iStatus, 0) << result.sErr;
     EXPECT_TRUE(std::filesystem::exists(dir.File("out.wav")));
     EXPECT_NE(result.sErr.find("\"fake effect assertion\" at "), std::string::npos) << result.sErr;
     EXPECT_NE(result.sErr.find("fakeeffectmodule.cpp:"), std::string::npos) << result.sErr;
     EXPECT_NE(result.sErr.find(", 4 times"), std::string::npos) << result.sErr;
-
-    result = RenderFake(dir, {1.0f, 1, 0, 2}, dir.File("in.wav"), dir.File("strict.wav"), {"--block", "256", "--strict"});
+    result = RenderFake(dir, {1.0f, 1, 0, 2}, dir.File("strict.wav"), {"--block", "256", "--strict"});
     EXPECT_EQ(result.iStatus, 3);
+    // No assertion: --strict changes nothing.
+    EXPECT_EQ(RenderFake(dir, {1.0f, 1, 0, 0}, dir.File("clean.wav"), {"--strict"}).iStatus, 0);
 
     // A parameter block of the wrong size: the effect reports it; the host hands over the
     // file's own size and keeps the read inside its memory (the sanitizer build checks that).
     const FakeBlock block = {1.0f, 1, 0, 0};
-    const std::string sShort = WriteBytes(dir, "short.bin", &block, 4);
     result = RunQwfx({"--module", QWFX_FAKE_MODULE_PATH, "render", "8", dir.File("in.wav"), dir.File("short.wav"),
-                      "--params", sShort, "--strict"},
+                      "--params", WriteBytes(dir, "short.bin", &block, 4), "--strict"},
                      dir);
     EXPECT_EQ(result.iStatus, 3);
-    EXPECT_NE(result.sErr.find("\"in_ulBlockSize == 0 || eResult != QW_Success\""), std::string::npos)
-        << result.sErr;
-
-    // No assertion: --strict changes nothing.
-    result = RenderFake(dir, {1.0f, 1, 0, 0}, dir.File("in.wav"), dir.File("clean.wav"), {"--strict"});
-    EXPECT_EQ(result.iStatus, 0) << result.sErr;
+    EXPECT_NE(result.sErr.find("\"in_ulBlockSize == 0 || eResult != QW_Success\""), std::string::npos) << result.sErr;
 }

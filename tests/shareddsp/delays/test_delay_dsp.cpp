@@ -66,6 +66,13 @@ TEST(SkrelDelayDsp, CleanImpulseReturnsAfterRoundedDelayPlusOne)
         EXPECT_EQ(FirstAbove(y, 1e-3f), c.uExpected) << c.uRate << " Hz, " << c.fMs << " ms";
         EXPECT_GT(std::fabs(y[c.uExpected]), 0.3f);
     }
+    // Half dry: the impulse itself comes through at once, the echo as before.
+    SkrelDelayDsp dsp(32000);
+    MakeTransparent(dsp, 200.0f);
+    dsp.SetParam(SkrelDelayDsp::PARAM_DRY_PERCENT, 50.0f);
+    float s = 1.0f;
+    dsp.Process(1, &s);
+    EXPECT_NEAR(s, 0.5f, 1e-4f);
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 

@@ -169,3 +169,13 @@ TEST(DynamicsDsp, NewSampleRateRetimesTheCompressorOnly)
     EXPECT_NEAR(stage.m_fExpAttackCoeff, std::exp(-2000.0 / 48000.0 / 10.0), 1e-7);
     EXPECT_NEAR(stage.m_fExpReleaseCoeff, std::exp(-2000.0 / 48000.0 / 200.0), 1e-7);
 }
+
+TEST(DynamicsDsp, PeakMeterHoldsTheLargestMagnitudeUntilRead)
+{
+    TestHost host;
+    DynamicsDsp dsp(48000.0f);
+    std::vector<float> block = {0.1f, -0.7f, 0.3f};
+    dsp.Process(STAGE, 3, block.data());
+    EXPECT_NEAR(dsp.GetPeak(STAGE), 0.7, 1e-6);
+    EXPECT_EQ(dsp.GetPeak(STAGE), 0.0f);
+}

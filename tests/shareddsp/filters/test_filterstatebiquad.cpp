@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include "filterharness.h"
 #include "shareddsp/filters/filterstatebiquad.h"
+#include "support/dspreference.h"
 #include "support/testhost.h"
 
 using namespace filtertest;
@@ -50,16 +51,6 @@ long double Magnitude(const Coeffs& k, long double f)
     return std::abs((k.b0 + k.b1 * zi + k.b2 * zi * zi) / (k.a0 + k.a1 * zi + k.a2 * zi * zi));
 }
 
-std::vector<float> Noise(size_t in_uCount)
-{
-    std::mt19937 rng(4);
-    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
-    std::vector<float> s(in_uCount);
-    for (float& v : s)
-        v = dist(rng);
-    return s;
-}
-
 } // namespace
 
 TEST(FilterStateBiquad, MatchesTheDesignedResponses)
@@ -92,7 +83,7 @@ TEST(FilterStateBiquad, ShelfSlopeIsTheUnclampedLine)
 TEST(FilterStateBiquad, AboveHalfTheRateLowPassPassesAndHighPassIsSilent)
 {
     TestHost host;
-    const std::vector<float> input = Noise(1024);
+    const std::vector<float> input = RefNoise(1024, 4);
     Filter low(FILTER_BIQUAD_LOW_PASS, 30000.0f, 0.0f, 0.0f, 0.7f);
     Filter high(FILTER_BIQUAD_HIGH_PASS, 30000.0f, 0.0f, 0.0f, 0.7f);
     std::vector<float> a = input, b = input;
@@ -110,7 +101,7 @@ TEST(FilterStateBiquad, ZeroDecibelPeakAndShelvesAreFlat)
     TestHost host;
     for (uint32_t uType : {FILTER_BIQUAD_LOW_SHELF, FILTER_BIQUAD_HIGH_SHELF, FILTER_BIQUAD_PEAK}) {
         Filter filter(uType, 2000.0f, 0.0f, 0.0f, 0.5f);
-        std::vector<float> s = Noise(1024);
+        std::vector<float> s = RefNoise(1024, 4);
         const std::vector<float> input = s;
         RunBlocks(*filter, s);
         for (size_t n = 0; n < s.size(); ++n)
@@ -124,7 +115,7 @@ TEST(FilterStateBiquad, RetuningKeepsTheHistory)
     // 400 samples at 500 Hz, then Update to 3 kHz: the filter goes on from its history, as a
     // long-double transposed direct form II whose coefficients switch at sample 400 while its
     // two state values carry on.
-    const std::vector<float> input = Noise(800);
+    const std::vector<float> input = RefNoise(800, 4);
     Filter filter(FILTER_BIQUAD_LOW_PASS, 500.0f, 0.0f, 0.0f, 0.7f);
     std::vector<float> got = input;
     filter->Process(400, got.data());

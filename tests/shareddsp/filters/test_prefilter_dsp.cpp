@@ -3,21 +3,12 @@
 #include "kvbase/common/common_allocator.h"
 #include "shareddsp/filters/filterstatesvfscaled.h"
 #include "shareddsp/filters/prefilter_dsp.h"
+#include "support/dspreference.h"
 #include "support/testhost.h"
 
 using namespace filtertest;
 
 namespace {
-
-std::vector<float> Noise(size_t in_uCount, float in_fAmplitude, uint32_t in_uSeed = 21)
-{
-    std::mt19937 rng(in_uSeed);
-    std::uniform_real_distribution<float> dist(-in_fAmplitude, in_fAmplitude);
-    std::vector<float> s(in_uCount);
-    for (float& v : s)
-        v = dist(rng);
-    return s;
-}
 
 // Owns a prefilter with filters 1 and 2 off, so that filter 0 is all that acts.
 struct OneFilter
@@ -93,7 +84,7 @@ TEST(PrefilterDsp, ModulatedCoefficientsAreHeldForFiftySamples)
     dsp->SetParam(0, FILTER_PARAM_LFO_PERIOD, 5.0f);
     dsp->SetLfoShape(0, LFO_RAMP_UP);
     dsp->SetMode(0, FILTER_MODE_MODULATED);
-    const std::vector<float> input = Noise(1000, 0.5f);
+    const std::vector<float> input = RefNoise(1000, 21, 0.5f);
     std::vector<float> got = input;
     dsp->Process(static_cast<uint32_t>(got.size()), got.data());
 
@@ -122,7 +113,7 @@ TEST(PrefilterDsp, EqualSettingsUnderModulationChangeNothing)
         p->SetParam(0, FILTER_PARAM_RESONANCE2, 0.6f);
     }
     modulated->SetMode(0, FILTER_MODE_MODULATED);
-    std::vector<float> a = Noise(777, 0.5f), b = a;
+    std::vector<float> a = RefNoise(777, 21, 0.5f), b = a;
     modulated->Process(777, a.data());
     fixed->Process(777, b.data());
     EXPECT_EQ(a, b);
@@ -156,7 +147,7 @@ TEST(PrefilterDsp, ShapeFiveAndZeroPeriodAssertAndSkip)
     OneFilter dsp(FILTER_LADDER_LOW);
     EXPECT_TRUE(dsp->SetLfoShape(0, 5));
     dsp->SetMode(0, FILTER_MODE_MODULATED);
-    const std::vector<float> input = Noise(300, 0.5f);
+    const std::vector<float> input = RefNoise(300, 21, 0.5f);
     for (int block = 1; block <= 2; ++block) {
         std::vector<float> s = input;
         dsp->Process(300, s.data());
@@ -185,7 +176,7 @@ TEST(PrefilterDsp, TypeChangeWithinAClassClearsTheMemory)
     fresh->Process(400, expected.data());
 
     OneFilter used(FILTER_LADDER_LOW);
-    std::vector<float> noise = Noise(400, 0.9f);
+    std::vector<float> noise = RefNoise(400, 21, 0.9f);
     used->Process(400, noise.data());
     const FilterState* pBefore = used->GetFilter(0);
     EXPECT_TRUE(used->SetType(0, FILTER_LADDER_BAND));
@@ -226,7 +217,7 @@ TEST(PrefilterDsp, AllModesOffLeaveTheSignalUntouched)
     PrefilterDsp dsp(FS);
     for (uint32_t i = 0; i < 3; ++i)
         dsp.SetMode(i, FILTER_MODE_OFF);
-    const std::vector<float> input = Noise(512, 1.0f);
+    const std::vector<float> input = RefNoise(512, 21, 1.0f);
     std::vector<float> s = input;
     dsp.Process(512, s.data());
     EXPECT_EQ(s, input);
@@ -243,7 +234,7 @@ TEST(PrefilterDsp, FailedTypeChangeEmptiesTheSlot)
     // The empty slot is skipped; the other filters still run.
     dsp.SetMode(0, FILTER_MODE_OFF);
     dsp.SetMode(1, FILTER_MODE_OFF);
-    const std::vector<float> input = Noise(64, 1.0f);
+    const std::vector<float> input = RefNoise(64, 21, 1.0f);
     std::vector<float> s = input;
     dsp.Process(64, s.data());
     EXPECT_EQ(s, input);
@@ -257,7 +248,7 @@ TEST(PrefilterDsp, ProcessAllocatesNothing)
     dsp.SetMode(0, FILTER_MODE_MODULATED);
     dsp.SetMode(2, FILTER_MODE_MODULATED);
     const uint64_t uBefore = host.allocator.AllocCalls();
-    std::vector<float> s = Noise(4096, 0.5f);
+    std::vector<float> s = RefNoise(4096, 21, 0.5f);
     dsp.Process(4096, s.data());
     dsp.Reset();
     EXPECT_EQ(host.allocator.AllocCalls(), uBefore);

@@ -1,0 +1,65 @@
+// Short hands for the end-to-end tests of qwfx: audio files in and out of a temporary folder,
+// a render that must succeed, and the one-line error a user's mistake must give.
+#pragma once
+#include <filesystem>
+#include <string>
+#include <vector>
+#include <gtest/gtest.h>
+#include "qwfx/lib/qwaudiofile.h"
+#include "support/qwfxrun.h"
+
+inline std::string WriteWav(const TestTempDir& in_dir, const std::string& in_sName, const QwPlanarAudio& in_audio)
+{
+    std::string sError;
+    EXPECT_TRUE(QwWriteFloatWav(in_dir.File(in_sName), in_audio, sError)) << sError;
+    return in_dir.File(in_sName);
+}
+
+inline QwPlanarAudio ReadWav(const std::string& in_sPath)
+{
+    QwPlanarAudio audio;
+    std::string sError;
+    EXPECT_TRUE(QwReadAudioFile(in_sPath, audio, sError)) << sError;
+    return audio;
+}
+
+// "--set" before each setting.
+inline std::vector<std::string> Sets(std::initializer_list<const char*> in_settings)
+{
+    std::vector<std::string> args;
+    for (const char* psz : in_settings) {
+        args.push_back("--set");
+        args.push_back(psz);
+    }
+    return args;
+}
+
+// qwfx render EFFECT in.wav out.wav EXTRA...: it must succeed without a word on stderr.
+inline QwPlanarAudio Render(const TestTempDir& in_dir, const std::string& in_sEffect, const QwPlanarAudio& in_input,
+                            const std::vector<std::string>& in_extra)
+{
+    std::vector<std::string> args = {"render", in_sEffect, WriteWav(in_dir, "in.wav", in_input), in_dir.File("out.wav")};
+    args.insert(args.end(), in_extra.begin(), in_extra.end());
+    const QwfxRunResult result = RunQwfx(args, in_dir);
+    EXPECT_EQ(result.iStatus, 0) << in_sEffect << ": " << result.sErr;
+    EXPECT_EQ(result.sErr, "") << in_sEffect;
+    QwPlanarAudio output = ReadWav(in_dir.File("out.wav"));
+    std::filesystem::remove(in_dir.File("out.wav"));
+    return output;
+}
+
+// A user's mistake: non-zero exit, nothing on stdout, exactly one line on stderr that names
+// the problem, and no output file.
+inline void ExpectOneLineError(const QwfxRunResult& in_result, const std::string& in_sText,
+                               const std::string& in_sOut = "")
+{
+    EXPECT_NE(in_result.iStatus, 0) << in_sText;
+    EXPECT_EQ(in_result.sOut, "") << in_sText;
+    const std::vector<std::string> lines = in_result.ErrLines();
+    ASSERT_EQ(lines.size(), 1u) << in_result.sErr;
+    EXPECT_EQ(lines[0].rfind("qwfx: ", 0), 0u) << lines[0];
+    EXPECT_NE(lines[0].find(in_sText), std::string::npos) << lines[0];
+    if (!in_sOut.empty()) {
+        EXPECT_FALSE(std::filesystem::exists(in_sOut)) << in_sOut;
+    }
+}

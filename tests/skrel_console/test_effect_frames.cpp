@@ -1,0 +1,230 @@
+// What every effect owes its host, checked once for all seven through their registration records
+// and the tool's parameter tables: the block and id frame, Init under allocation failure, and an
+// Execute that allocates nothing, writes only the valid frames and leaves misfit blocks alone.
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+#include "qwfx/lib/qweffectmeta.h"
+#include "qwfx/lib/qwparamvalue.h"
+#include "reverb_console/qwent/audioenginefx/src/bivrelreverb_qwentfx.h"
+#include "skrel_console/box_modeler/qwent/audioenginefx/kvskrelboxmodelerfx.h"
+#include "skrel_console/delay/qwent/audioenginefx/kvskreldelayfx.h"
+#include "skrel_console/distortion/qwent/audioenginefx/kvskreldistortionfx.h"
+#include "skrel_console/dynamics/qwent/audioenginefx/kvskreldynamicsfx.h"
+#include "skrel_console/filter/qwent/audioenginefx/kvskrelfiltersfx.h"
+#include "skrel_console/mbdistortion/qwent/audioenginefx/kvskrelmultibanddistortionfx.h"
+#include "support/dspreference.h"
+#include "support/testhost.h"
+
+namespace {
+
+constexpr uint16_t BLOCK = 256;
+
+struct Effect
+{
+    const QwEffectMeta* pMeta;
+    const QwPluginRegistration* pRecord;
+    std::vector<uint8_t> media;
+};
+
+const std::vector<Effect>& AllEffects()
+{
+    static std::vector<Effect> s_effects;
+    if (s_effects.empty()) {
+        for (const QwPluginRegistration* p :
+             {BivrelReverbRegistration(), KvSkrelDistortionRegistration(), KvSkrelDelayRegistration(),
+              KvSkrelDynamicsRegistration(), KvSkrelFiltersRegistration(), KvSkrelBoxModelerRegistration(),
+              KvSkrelMultibandDistortionRegistration()}) {
+            const QwEffectMeta* pMeta = QwFindEffectMeta(p->uPluginID);
+            if (!pMeta)
+                continue;
+            s_effects.push_back({pMeta, p, {}});
+            if (pMeta->pfnMakeMedia)
+                s_effects.back().media = pMeta->pfnMakeMedia(48000, pMeta->pBenchPresets[0].pszName);
+        }
+    }
+    EXPECT_EQ(s_effects.size(), 7u);
+    return s_effects;
+}
+
+// One effect with default parameters and its media, on a stereo block at 48 kHz.
+struct Instance
+{
+    Instance(TestHost& io_host, const Effect& in_effect) : host(io_host), context(BLOCK), data(2 * BLOCK, 0.0f)
+    {
+        context.media = in_effect.media;
+        pParams = in_effect.pRecord->pCreateParams(&host.allocator);
+        pParams->Init(&host.allocator, nullptr, 0);
+        pFx = in_effect.pRecord->pCreateFX(&host.allocator);
+    }
+    ~Instance()
+    {
+        pFx->Term(&host.allocator);
+        pParams->Term(&host.allocator);
+    }
+    QwResult Init()
+    {
+        QwFormat format = {48000, QwMakeChannelConfig(2, QW_MASK_STEREO), 0};
+        return pFx->Init(&host.allocator, &context, pParams, format);
+    }
+    QwAudioBuffer Execute(uint16_t in_uValid, uint32_t in_eState = QW_DataReady, uint32_t in_uChannels = 2)
+    {
+        QwAudioBuffer buffer = {data.data(), QwMakeChannelConfig(in_uChannels, in_uChannels == 2 ? QW_MASK_STEREO : 0u),
+                                in_eState, BLOCK, in_uValid};
+        pFx->Execute(&buffer);
+        return buffer;
+    }
+
+    TestHost& host;
+    TestEffectContext context;
+    std::vector<float> data;
+    QwPluginParam* pParams;
+    QwEffectPlugin* pFx;
+};
+
+} // namespace
+
+TEST(EffectFrames, ParameterBlockSizeAndIds)
+{
+    for (const Effect& e : AllEffects()) {
+        const std::string sName = e.pMeta->pszShortName;
+        TestHost host;
+        QwPluginParam* p = e.pRecord->pCreateParams(&host.allocator);
+        ASSERT_NE(p, nullptr) << sName;
+        const std::vector<uint8_t> block(e.pMeta->uBlockBytes + 4, 0);
+        EXPECT_EQ(p->Init(&host.allocator, block.data(), e.pMeta->uBlockBytes), QW_Success) << sName;
+        EXPECT_EQ(host.asserts.Total(), 0u) << sName;
+        // Any other size is read all the same and reported once.
+        EXPECT_EQ(p->SetParamsBlock(block.data(), e.pMeta->uBlockBytes - 4), QW_Success) << sName;
+        EXPECT_EQ(p->SetParamsBlock(block.data(), e.pMeta->uBlockBytes + 4), QW_Success) << sName;
+        EXPECT_EQ(host.asserts.Count("in_ulBlockSize == 0 || eResult != QW_Success"), 2u) << sName;
+        const uint32_t uValue = 0;
+        uint16_t uLastId = 0;
+        for (uint32_t i = 0; i < e.pMeta->uParamCount; ++i) {
+            const uint16_t uId = e.pMeta->pParams[i].uId;
+            EXPECT_EQ(p->SetParam(uId, &uValue, 4), QW_Success) << sName << " id " << uId;
+            uLastId = std::max(uLastId, uId);
+        }
+        EXPECT_EQ(p->SetParam(uLastId + 1, &uValue, 4), QW_UnknownParam) << sName;
+        EXPECT_EQ(p->SetParam(0xFFFF, &uValue, 4), QW_UnknownParam) << sName;
+        QwPluginParam* pCopy = p->Clone(&host.allocator);
+        ASSERT_NE(pCopy, nullptr) << sName;
+        pCopy->Term(&host.allocator);
+        p->Term(&host.allocator);
+        EXPECT_TRUE(host.allocator.Balanced()) << sName;
+    }
+}
+
+TEST(EffectFrames, InitFailsCleanlyAtEveryAllocation)
+{
+    for (const Effect& e : AllEffects()) {
+        const std::string sName = e.pMeta->pszShortName;
+        uint64_t uNeeded = 0;
+        {
+            TestHost host;
+            Instance fx(host, e);
+            const uint64_t uBefore = host.allocator.AllocCalls();
+            ASSERT_EQ(fx.Init(), QW_Success) << sName;
+            uNeeded = host.allocator.AllocCalls() - uBefore;
+        }
+        EXPECT_GE(uNeeded, 3u) << sName; // the implementation, its per-channel engines, their buffers
+        for (uint64_t k = 1; k <= uNeeded; ++k) {
+            TestHost host;
+            {
+                Instance fx(host, e);
+                host.allocator.FailAt(k);
+                EXPECT_EQ(fx.Init(), QW_OutOfMemory) << sName << " failing allocation " << k;
+            }
+            EXPECT_TRUE(host.allocator.Balanced()) << sName << " failing allocation " << k;
+            EXPECT_EQ(host.allocator.BadFrees(), 0u) << sName;
+        }
+    }
+}
+
+// Every parameter swept over its range between blocks (but the filter types, whose change
+// builds a new filter), short blocks, the tail, Reset and TimeSkip: no allocation, and frames
+// past the valid ones come back as the host left them.
+TEST(EffectFrames, ExecuteAllocatesNothingAndWritesOnlyTheValidFrames)
+{
+    for (const Effect& e : AllEffects()) {
+        const std::string sName = e.pMeta->pszShortName;
+        TestHost host;
+        Instance fx(host, e);
+        ASSERT_EQ(fx.Init(), QW_Success) << sName;
+        const uint64_t uBefore = host.allocator.AllocCalls();
+        const std::vector<float> noise = RefNoise(2 * BLOCK, 3, 0.5f);
+        for (uint32_t i = 0; i < e.pMeta->uParamCount; ++i) {
+            const QwParamMeta& param = e.pMeta->pParams[i];
+            const bool bFloat = param.eType == QwParamType::F32;
+            if (!bFloat && e.pMeta->uPluginId == 6)
+                continue;
+            std::vector<double> values = {param.fMax, param.fMin, param.fDefault};
+            for (double u = param.fMin + 1; !bFloat && u < param.fMax; ++u)
+                values.insert(values.end() - 1, u);
+            for (double fValue : values) {
+                const float f = static_cast<float>(fValue);
+                const uint32_t u = static_cast<uint32_t>(fValue);
+                fx.pParams->SetParam(param.uId, bFloat ? static_cast<const void*>(&f) : &u, 4);
+                const uint16_t uValid = fValue == param.fMin ? 100 : BLOCK;
+                fx.data = noise;
+                for (uint32_t c = 0; c < 2; ++c)
+                    std::fill(fx.data.begin() + c * BLOCK + uValid, fx.data.begin() + (c + 1) * BLOCK, 7.0f);
+                fx.Execute(uValid);
+                for (uint32_t c = 0; c < 2; ++c)
+                    for (uint32_t n = uValid; n < BLOCK; ++n)
+                        ASSERT_EQ(fx.data[c * BLOCK + n], 7.0f) << sName << " " << param.pszName << " " << n;
+            }
+        }
+        QwAudioBuffer buffer = fx.Execute(100, QW_InputEnded);
+        for (int k = 0; k < 40 && buffer.eState == QW_DataReady; ++k)
+            buffer = fx.Execute(0, QW_InputEnded);
+        EXPECT_EQ(fx.pFx->Reset(), QW_Success) << sName;
+        fx.pFx->TimeSkip(BLOCK);
+        fx.Execute(BLOCK);
+        EXPECT_EQ(host.allocator.AllocCalls(), uBefore) << sName;
+    }
+}
+
+// A block with fewer channels than the effect was built for (the reverb and the box modeler
+// map the layout they are handed instead), and a block that arrives with a parameter change
+// while an allocation failure is pending (the reverb's changes need no memory, so it does not
+// wait): reported or skipped, and the audio left as it was.
+TEST(EffectFrames, MisfitBlocksAreLeftAlone)
+{
+    for (const Effect& e : AllEffects()) {
+        const std::string sName = e.pMeta->pszShortName;
+        TestHost host;
+        Instance fx(host, e);
+        ASSERT_EQ(fx.Init(), QW_Success) << sName;
+        const std::vector<float> noise = RefNoise(2 * BLOCK, 4, 0.5f);
+        fx.data = noise;
+        if (e.pMeta->uPluginId != 2 && e.pMeta->uPluginId != 7) {
+            fx.Execute(BLOCK, QW_DataReady, 1);
+            EXPECT_EQ(fx.data, noise) << sName;
+            EXPECT_EQ(host.asserts.Count("in_uIndex < NumChannels()"), 1u) << sName;
+        }
+        if (e.pMeta->uPluginId == 2)
+            continue;
+        // The demo settings, which are audible, and 427 ms of noise: the delay (350 ms in the demo)
+        // sends some of it back.
+        std::vector<QwParamSetting> settings;
+        std::string sError;
+        ASSERT_TRUE(QwParseSettings(e.pMeta, e.pMeta->pDemoPreset->pszSettings, settings, sError)) << sError;
+        for (const QwParamSetting& setting : settings)
+            fx.pParams->SetParam(setting.pParam->uId, &setting.uBits, 4);
+        for (int b = 0; b < 80; ++b) {
+            fx.data = noise;
+            fx.Execute(BLOCK);
+        }
+        fx.data = noise;
+        const QwParamMeta* pFloat = e.pMeta->pParams;
+        while (pFloat->eType != QwParamType::F32)
+            ++pFloat;
+        const float fValue = static_cast<float>(pFloat->fDefault);
+        fx.pParams->SetParam(pFloat->uId, &fValue, 4);
+        GetAllocatorBinding().m_bOutOfMemory = 1;
+        fx.Execute(BLOCK);
+        GetAllocatorBinding().m_bOutOfMemory = 0;
+        EXPECT_EQ(fx.data, noise) << sName;
+    }
+}
