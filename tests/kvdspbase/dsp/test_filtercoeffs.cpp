@@ -113,60 +113,23 @@ TEST(FilterCoeffs, PeakAndShelfGains)
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
-TEST(FilterCoeffs, AboveHalfTheRateAndEdgeArguments)
+TEST(FilterCoeffs, AboveHalfTheRatePassesOrSilences)
 {
     TestHost host;
     const double pass[6] = {1, 0, 0, 1, 0, 0}, zero[6] = {0, 0, 0, 0, 0, 0};
-    double c[6];
-    DesignLowPass(c, 48000.0, 24001.0, 0.7);
-    EXPECT_TRUE(std::equal(c, c + 6, pass));
-    DesignBandPass(c, 48000.0, 30000.0, 0.7);
-    EXPECT_TRUE(std::equal(c, c + 6, pass));
-    DesignPeaking(c, 48000.0, 30000.0, 6.0, 0.7);
-    EXPECT_TRUE(std::equal(c, c + 6, pass));
-    DesignLowShelf(c, 48000.0, 30000.0, 6.0, 1.0);
-    EXPECT_TRUE(std::equal(c, c + 6, pass));
-    DesignHighShelf(c, 48000.0, 30000.0, 6.0, 1.0);
-    EXPECT_TRUE(std::equal(c, c + 6, pass));
-    DesignHighPass(c, 48000.0, 24001.0, 0.7);
-    EXPECT_TRUE(std::equal(c, c + 6, zero));
-    float cf[6];
-    DesignHighPass(cf, 48000.0f, 24001.0f, 0.7f);
-    EXPECT_EQ(cf[0], 0.0f);
-    EXPECT_EQ(cf[3], 0.0f);
+    double c[6][6];
+    DesignLowPass(c[0], 48000.0, 24001.0, 0.7);
+    DesignBandPass(c[1], 48000.0, 30000.0, 0.7);
+    DesignPeaking(c[2], 48000.0, 30000.0, 6.0, 0.7);
+    DesignLowShelf(c[3], 48000.0, 30000.0, 6.0, 1.0);
+    DesignHighShelf(c[4], 48000.0, 30000.0, 6.0, 1.0);
+    DesignHighPass(c[5], 48000.0, 24001.0, 0.7);
+    for (int i = 0; i < 6; ++i)
+        EXPECT_TRUE(std::equal(c[i], c[i] + 6, i < 5 ? pass : zero)) << i;
     // Exactly half the rate is designed: the low-pass then has b1 = 2 / (1 + alpha), not 0.
-    DesignLowPass(c, 48000.0, 24000.0, 0.7);
-    EXPECT_NEAR(c[1], 2.0, 1e-12);
+    DesignLowPass(c[0], 48000.0, 24000.0, 0.7);
+    EXPECT_NEAR(c[0][1], 2.0, 1e-12);
     EXPECT_EQ(host.asserts.Total(), 0u);
-
-    // A vanished numerator is reported on the low-pass only.
-    DesignLowPass(c, 48000.0, 0.0, 0.7);
-    EXPECT_EQ(host.asserts.Count("coeffs[0] != 0.0 || coeffs[1] != 0.0 || coeffs[2] != 0.0"), 1u);
-    DesignLowPass(cf, 48000.0f, 0.0f, 0.7f);
-    EXPECT_EQ(host.asserts.Count("coeffs[0] != 0.0 || coeffs[1] != 0.0 || coeffs[2] != 0.0"), 2u);
-    DesignBandPass(c, 48000.0, 0.0, 0.7);
-    EXPECT_EQ(host.asserts.Total(), 2u);
-    DesignPeaking(c, 0.0, 0.0, 3.0, 0.7);
-    EXPECT_EQ(host.asserts.Count("fSamplesPerSecond > 0"), 1u);
-    EXPECT_FALSE(std::isfinite(c[0] + c[1] + c[2] + c[4] + c[5]));
-    DesignLowShelf(c, 48000.0, 100.0, 3.0, 1.5);
-    DesignHighShelf(cf, 48000.0f, 100.0f, 3.0f, 0.0f);
-    EXPECT_EQ(host.asserts.Count("fSlope > 0.0f && fSlope <= 1.0f"), 2u);
-}
-
-// The single-precision low-pass and high-pass work in double and round only the raw a0 to
-// float before dividing; this pins that rounding, which moves b0 by a float ulp or more here.
-TEST(FilterCoeffs, SinglePrecisionLowPassRoundsTheRawA0)
-{
-    float c[6];
-    DesignLowPass(c, 44100.0f, 3000.0f, 0.9f);
-    const long double w0 = 2 * kPi * 3000.0L / 44100.0L;
-    const long double alpha = std::sin(w0) * (0.5L / static_cast<long double>(0.9f));
-    const long double a0Rounded = static_cast<float>(1.0L + alpha);
-    const float b0Rounded = static_cast<float>((1.0L - std::cos(w0)) / 2.0L / a0Rounded);
-    const float b0Exact = static_cast<float>((1.0L - std::cos(w0)) / 2.0L / (1.0L + alpha));
-    ASSERT_NE(b0Rounded, b0Exact); // the case discriminates
-    EXPECT_EQ(c[0], b0Rounded);
 }
 
 TEST(FilterCoeffs, FirstOrderSections)
@@ -193,15 +156,13 @@ TEST(FilterCoeffs, FirstOrderSections)
     EXPECT_NEAR(Db(Response(lpw, 1, 2 * kPi * fc / fs)), -3.0165, 1e-3);
 
     const double pass[4] = {1, 0, 1, 0}, silence[4] = {0, 0, 1, 0};
-    double c[4];
-    DesignFirstOrderLowPass(c, fs, 0.0, true);
-    EXPECT_TRUE(std::equal(c, c + 4, silence));
-    DesignFirstOrderHighPass(c, fs, 0.0, true);
-    EXPECT_TRUE(std::equal(c, c + 4, pass));
-    DesignFirstOrderLowPass(c, fs, 24001.0, false);
-    EXPECT_TRUE(std::equal(c, c + 4, pass));
-    DesignFirstOrderHighPass(c, fs, 24001.0, false);
-    EXPECT_TRUE(std::equal(c, c + 4, silence));
+    double c[4][4];
+    DesignFirstOrderLowPass(c[0], fs, 0.0, true);
+    DesignFirstOrderHighPass(c[1], fs, 24001.0, false);
+    DesignFirstOrderHighPass(c[2], fs, 0.0, true);
+    DesignFirstOrderLowPass(c[3], fs, 24001.0, false);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_TRUE(std::equal(c[i], c[i] + 4, i < 2 ? silence : pass)) << i;
     float cf[4];
     DesignFirstOrderHighPass(cf, 48000.0f, 1000.0f, true);
     EXPECT_NEAR(cf[0], hp[0], 1e-6);
@@ -238,12 +199,6 @@ TEST(FilterCoeffs, BilinearTransformHandWorked)
     EXPECT_NEAR(std::norm(Response(warped, 1, 2 * kPi * 7000.0 / 48000.0)), static_cast<double>(1 / (1 + r * r)),
                 1e-12);
     EXPECT_EQ(host.asserts.Total(), 0u);
-    // Order 3: nothing written, but the eight values are still divided by the one at index 4.
-    double bad[8] = {2, 4, 6, 8, 2, 10, 12, 14};
-    BilinearTransform(bad, first, 3, 1.0, BilinearWarp<double>{0.0, false});
-    EXPECT_EQ(host.asserts.Count("false"), 1u);
-    const double halved[8] = {1, 2, 3, 4, 1, 5, 6, 7};
-    EXPECT_TRUE(std::equal(bad, bad + 8, halved));
 }
 
 TEST(FilterCoeffs, ButterworthSectionsAndLinkwitzRileyPair)
@@ -325,8 +280,4 @@ TEST(FilterCoeffs, GroupDelayAllPass)
             EXPECT_NEAR(std::abs(Response(cf.data() + 6 * s, 2, w)), 1.0, 1e-6);
     }
     EXPECT_EQ(host.asserts.Total(), 0u);
-    // Asking for more delay than the sections can give is reported.
-    std::vector<double> tooMuch(5, 100.0);
-    DesignGroupDelayAllPass(c, tooMuch.data(), 5, 2);
-    EXPECT_EQ(host.asserts.Count("fAdd > 0"), 1u);
 }
