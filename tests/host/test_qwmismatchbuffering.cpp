@@ -215,7 +215,7 @@ TEST(QwMismatchBuffering, ShortHostBlocksStayInStep)
     }
 }
 
-TEST(QwMismatchBuffering, ResetEmptiesTheRingAndChannelMismatchAsserts)
+TEST(QwMismatchBuffering, ResetEmptiesTheRing)
 {
     TestHost host;
     QwMismatchBuffering mmb;
@@ -230,11 +230,6 @@ TEST(QwMismatchBuffering, ResetEmptiesTheRingAndChannelMismatchAsserts)
     // After a reset the stream starts again with the full latency.
     const StreamResult r = RunStream(mmb, 1000, 2, x, {1000, 1000, 500}, 0);
     ExpectDelayed(r, x, 1976);
-
-    std::vector<float> block(3000);
-    QwAudioBuffer buf = {block.data(), QwMakeChannelConfig(3, 0), 45u, 1000, 1000};
-    mmb.PushPipelineBuffer(buf);
-    EXPECT_EQ(host.asserts.Count("in_pipelineBuffer.NumChannels() == m_uChannels"), 1u);
     mmb.Term(&host.allocator);
     EXPECT_TRUE(host.allocator.Balanced());
 }
