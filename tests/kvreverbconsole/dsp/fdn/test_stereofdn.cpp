@@ -232,27 +232,6 @@ TEST(StereoFDN, ResetSilencesTheLinesAndKeepsTheirLengths)
     EXPECT_EQ(fdn.GetMinDelay(), uMin);
 }
 
-TEST(StereoFDN, InvariantsAndSettersReport)
-{
-    TestHost host;
-    StereoFDN fdn(48000.0f, 1024, 2, 0, 16);
-    const uint64_t uCalls = host.allocator.AllocCalls();
-    Channels io(2, 512);
-    fdn.Process(0, io.ptrs.data()); // resizes work buffers within their reservations, writes nothing
-    fdn.Process(512, io.ptrs.data());
-    EXPECT_EQ(host.allocator.AllocCalls(), uCalls);
-    fdn.SetMatrixType(3);
-    EXPECT_EQ(host.asserts.Count("false"), 1u);
-    EXPECT_EQ(fdn.GetMatrixType(), 1u);
-    fdn.SetMatrixType(2);
-    EXPECT_EQ(fdn.GetMatrixType(), 2u);
-
-    StereoFDN odd(48000.0f, 1024, 3, 0, 16);
-    EXPECT_EQ(host.asserts.Count("m_uOrder % m_uNumChannels == 0"), 1u);
-    StereoFDN twelve(48000.0f, 1024, 2, 0, 12);
-    EXPECT_EQ(host.asserts.Count("(1u << uOrderPow2Exponent) == m_uOrder"), 1u);
-}
-
 TEST(StereoFDN, PhasesFallAndClimbWithinAQuarterTurn)
 {
     TestHost host;
