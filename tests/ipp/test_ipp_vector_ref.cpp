@@ -198,27 +198,24 @@ TEST(IppVector, ConvolutionMatchesDirectSumInDouble)
     }
 }
 
+// Frame i of channel c holds 10 c + i, so every misplaced sample shows.
 TEST(IppVector, InterleaveRoundTripsForOneTwoAndThreeChannels)
 {
     for (uint32_t c : {1u, 2u, 3u}) {
-        const uint32_t uFrames = 5;
-        std::vector<std::vector<float>> planes(c, std::vector<float>(uFrames));
+        std::vector<Vec> planes(c, Vec(5)), back(c, Vec(5, -1.0f));
         std::vector<const float*> src(c);
+        std::vector<float*> dst(c);
         for (uint32_t ch = 0; ch < c; ++ch) {
-            for (uint32_t i = 0; i < uFrames; ++i)
+            for (uint32_t i = 0; i < 5; ++i)
                 planes[ch][i] = static_cast<float>(10 * ch + i);
             src[ch] = planes[ch].data();
-        }
-        std::vector<float> inter(c * uFrames);
-        InterleaveChannels(uFrames, c, src.data(), inter.data());
-        for (uint32_t i = 0; i < uFrames; ++i)
-            for (uint32_t ch = 0; ch < c; ++ch)
-                EXPECT_EQ(inter[i * c + ch], static_cast<float>(10 * ch + i));
-        std::vector<std::vector<float>> back(c, std::vector<float>(uFrames, -1.0f));
-        std::vector<float*> dst(c);
-        for (uint32_t ch = 0; ch < c; ++ch)
             dst[ch] = back[ch].data();
-        DeinterleaveChannels(uFrames, c, inter.data(), dst.data());
+        }
+        Vec inter(c * 5);
+        InterleaveChannels(5, c, src.data(), inter.data());
+        for (uint32_t k = 0; k < inter.size(); ++k)
+            EXPECT_EQ(inter[k], static_cast<float>(10 * (k % c) + k / c)) << c;
+        DeinterleaveChannels(5, c, inter.data(), dst.data());
         EXPECT_EQ(back, planes);
     }
 }
