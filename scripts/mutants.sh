@@ -126,7 +126,9 @@ bld="$src/build"
 export CCACHE_BASEDIR="$scratch"
 launcher=()
 command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-cmake -S "$src" -B "$bld" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKVFX_BENCH=OFF "${launcher[@]}" >/dev/null \
+# Tests are listed when ctest runs, not after every link: the script runs the binary itself.
+cmake -S "$src" -B "$bld" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKVFX_BENCH=OFF "${launcher[@]}" \
+    -DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST >/dev/null \
     || { echo "mutants.sh: configure failed" >&2; exit 1; }
 
 build() { cmake --build "$bld" -j "$jobs" --target kvfx_tests >"$scratch/build.log" 2>&1; }
