@@ -230,11 +230,17 @@ TEST(StereoFDN, PhasesFallAndClimbWithinAQuarterTurn)
     const double aExpected[7] = {0.8, 0.6, 0.4, 0.2, 0.25, 0.5, 0.75};
     for (uint32_t k = 0; k < 7; ++k)
         EXPECT_NEAR(fdn.GetPhase(k), aExpected[k] * M_PI / 2, 1e-6) << k;
-    // The circulant matrix built from them is unitary: its row has unit energy.
+    // The circulant matrix built from them is unitary: its row has unit energy. Its DC
+    // eigenvalue, the sum of the row, is 1 and its Nyquist one, the alternating sum, is -1.
     std::vector<float> row(16);
     fdn.GetCirculant()->GetRow(row.data());
-    double e = 0;
-    for (float v : row)
-        e += v * v;
+    double e = 0, dSum = 0, dAlternating = 0;
+    for (uint32_t i = 0; i < 16; ++i) {
+        e += row[i] * row[i];
+        dSum += row[i];
+        dAlternating += i % 2 ? -row[i] : row[i];
+    }
     EXPECT_NEAR(e, 1.0, 1e-5);
+    EXPECT_NEAR(dSum, 1.0, 1e-5);
+    EXPECT_NEAR(dAlternating, -1.0, 1e-5);
 }
