@@ -9,12 +9,13 @@
 #   scripts/mutants.sh --list          numbered list, nothing built
 #   scripts/mutants.sh --stale         only check that every fragment still matches
 #
-# Environment: MUTANTS_DIR (scratch copy; default under ${TMPDIR:-/tmp}), JOBS (default 2),
+# Environment: MUTANTS_DIR (scratch copy; default under ${TMPDIR:-/tmp}, one per checkout), JOBS (default 2),
 # MUTANT_TIMEOUT (seconds per suite run; default 300; a hang counts as caught).
 set -uo pipefail
 repo="$(cd "$(dirname "$0")/.." && pwd)"
 list="$repo/scripts/mutants.txt"
-scratch="${MUTANTS_DIR:-${TMPDIR:-/tmp}/kvfx-mutants-$(id -un)}"
+# One scratch copy per checkout, so that two worktrees can run side by side.
+scratch="${MUTANTS_DIR:-${TMPDIR:-/tmp}/kvfx-mutants-$(id -un)-$(printf %s "$repo" | cksum | cut -d' ' -f1)}"
 jobs="${JOBS:-2}"
 limit="${MUTANT_TIMEOUT:-300}"
 
