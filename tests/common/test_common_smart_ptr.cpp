@@ -85,11 +85,3 @@ TEST(CommonSmartPtr, FailedCountBlockDestroysTheObject)
     EXPECT_EQ(c.raw(), nullptr);
     EXPECT_EQ(b.use_count(), 1);
 }
-
-TEST(CommonSmartPtr, DereferenceOfEmptyAsserts)
-{
-    TestHost host;
-    common_smart_ptr<Tracked> a;
-    EXPECT_EQ(a.get(), nullptr);
-    EXPECT_EQ(host.asserts.Count("m_px"), 1u);
-}

@@ -160,22 +160,36 @@ TEST(QwMismatchBuffering, SizingExamples)
     }
 }
 
+// D = 0 is the unit impulse response with no tail. Otherwise the step delays by D frames and
+// reports a tail of D: every input frame must still come out, whether the stream ends on a host
+// block boundary, one frame in, one frame short, with an empty block, or after 60 blocks of
+// random lengths (mostly short, some empty, some full).
 TEST(QwMismatchBuffering, OutputIsInputDelayedByLatencyWithWholeTail)
 {
-    // D = 0 is the unit impulse response with no tail. Otherwise the step delays by D frames
-    // and reports a tail of D: every input frame must still come out, whether the stream ends
-    // on a host block boundary, one frame in, one frame short, or with an empty block.
-    for (uint32_t H : {1000u, 1500u, 3000u, 256u, 1024u}) {
-        for (uint32_t uLastFrames : {H, 1u, H - 1, 0u}) {
+    for (uint32_t H : {1000u, 1500u, 3000u, 1024u, 100u}) {
+        for (uint32_t uPattern = 0; uPattern < 5; ++uPattern) {
             for (uint32_t D : {0u, 700u, 2500u}) {
                 TestHost host;
                 QwMismatchBuffering mmb;
                 ASSERT_EQ(mmb.Init(&host.allocator, H, 3), QW_Success);
+                if (uPattern == 4 && !mmb.HasRing())
+                    continue; // without a ring the step sees the host's short blocks as they are
                 std::vector<uint32_t> sizes(5, H);
-                sizes.push_back(uLastFrames);
-                const auto x = RandomInput(3, 5 * size_t(H) + uLastFrames, D);
+                if (uPattern < 4) {
+                    const uint32_t auLast[4] = {H, 1u, H - 1, 0u};
+                    sizes.push_back(auLast[uPattern]);
+                } else {
+                    std::mt19937 rng(H + D);
+                    std::uniform_int_distribution<uint32_t> size(0, H);
+                    for (int k = 0; k < 60; ++k)
+                        sizes.push_back(k % 7 == 3 ? H : size(rng));
+                }
+                size_t uFrames = 0;
+                for (uint32_t n : sizes)
+                    uFrames += n;
+                const auto x = RandomInput(3, uFrames, D);
                 const StreamResult r = RunStream(mmb, H, 3, x, sizes, D);
-                SCOPED_TRACE(testing::Message() << "H " << H << " last " << uLastFrames << " D " << D);
+                SCOPED_TRACE(testing::Message() << "H " << H << " pattern " << uPattern << " D " << D);
                 EXPECT_TRUE(r.bInStep);
                 EXPECT_EQ(r.uFinalState, 17u);
                 ExpectDelayed(r, x, mmb.LatencyFrames() + D);
@@ -187,35 +201,7 @@ TEST(QwMismatchBuffering, OutputIsInputDelayedByLatencyWithWholeTail)
     }
 }
 
-TEST(QwMismatchBuffering, ShortHostBlocksStayInStep)
-{
-    for (uint32_t H : {1000u, 1500u, 3000u, 100u}) {
-        for (uint32_t D : {0u, 333u}) {
-            TestHost host;
-            QwMismatchBuffering mmb;
-            ASSERT_EQ(mmb.Init(&host.allocator, H, 2), QW_Success);
-            std::mt19937 rng(H + D);
-            std::uniform_int_distribution<uint32_t> size(0, H);
-            std::vector<uint32_t> sizes;
-            size_t uFrames = 0;
-            for (int k = 0; k < 60; ++k) {
-                sizes.push_back(k % 7 == 3 ? H : size(rng)); // mostly short, some empty, some full
-                uFrames += sizes.back();
-            }
-            const auto x = RandomInput(2, uFrames, H * 7 + D);
-            const StreamResult r = RunStream(mmb, H, 2, x, sizes, D);
-            SCOPED_TRACE(testing::Message() << "H " << H << " D " << D);
-            EXPECT_TRUE(r.bInStep);
-            EXPECT_EQ(r.uFinalState, 17u);
-            ExpectDelayed(r, x, mmb.LatencyFrames() + D);
-            EXPECT_EQ(mmb.WriteIdx(), mmb.ReadIdx());
-            EXPECT_EQ(host.asserts.Total(), 0u);
-            mmb.Term(&host.allocator);
-        }
-    }
-}
-
-TEST(QwMismatchBuffering, ResetEmptiesTheRingAndChannelMismatchAsserts)
+TEST(QwMismatchBuffering, ResetEmptiesTheRing)
 {
     TestHost host;
     QwMismatchBuffering mmb;
@@ -230,11 +216,6 @@ TEST(QwMismatchBuffering, ResetEmptiesTheRingAndChannelMismatchAsserts)
     // After a reset the stream starts again with the full latency.
     const StreamResult r = RunStream(mmb, 1000, 2, x, {1000, 1000, 500}, 0);
     ExpectDelayed(r, x, 1976);
-
-    std::vector<float> block(3000);
-    QwAudioBuffer buf = {block.data(), QwMakeChannelConfig(3, 0), 45u, 1000, 1000};
-    mmb.PushPipelineBuffer(buf);
-    EXPECT_EQ(host.asserts.Count("in_pipelineBuffer.NumChannels() == m_uChannels"), 1u);
     mmb.Term(&host.allocator);
     EXPECT_TRUE(host.allocator.Balanced());
 }

@@ -4,134 +4,59 @@
 #include "support/testhost.h"
 
 namespace {
-struct Block
+const uint32_t ENDED = QW_InputEnded, READY = QW_DataReady, NOT_STARTED = QwTailHandler::NOT_STARTED;
+
+// One call: the block as the host hands it over, the total tail asked for, and what follows.
+struct Step
 {
-    explicit Block(uint16_t in_uMax) : data(2 * in_uMax, 1.0f)
-    {
-        buffer = QwAudioBuffer{data.data(), QwMakeChannelConfig(2, QW_MASK_STEREO), QW_Success, in_uMax, in_uMax};
-    }
-    void Set(uint32_t in_eState, uint16_t in_uValid)
-    {
-        buffer.eState = in_eState;
-        buffer.uValidFrames = in_uValid;
-    }
-    std::vector<float> data;
-    QwAudioBuffer buffer;
+    uint32_t eState;
+    uint16_t uValid;
+    uint32_t uTotal;
+    uint32_t uRemaining; // frames of tail still owed afterwards
+    uint16_t uValidOut;
+    uint32_t eStateOut;
+};
+struct Case
+{
+    const char* pszName;
+    uint16_t uMax;
+    std::vector<Step> steps;
 };
 } // namespace
 
-TEST(QwTailHandler, RunningStreamIsNotTouched)
+TEST(QwTailHandler, TailSequences)
 {
-    TestHost host;
-    QwTailHandler tail;
-    tail.m_uTailFramesRemaining = 12;
-    Block block(64);
-    block.Set(QW_DataReady, 10);
-    tail.HandleTail(block.buffer, 1000);
-    EXPECT_EQ(tail.m_uTailFramesRemaining, QwTailHandler::NOT_STARTED);
-    EXPECT_EQ(block.buffer.uValidFrames, 10);
-    EXPECT_EQ(block.buffer.eState, static_cast<uint32_t>(QW_DataReady));
-    EXPECT_EQ(block.data[20], 1.0f);
-}
-
-TEST(QwTailHandler, TailFromAnEmptyLastBlock)
-{
-    TestHost host;
-    QwTailHandler tail;
-    Block block(64);
-    block.Set(QW_InputEnded, 0);
-    tail.HandleTail(block.buffer, 150);
-    // 150 frames of tail: 64 of them fit this block.
-    EXPECT_EQ(tail.m_uTailFramesRemaining, 86u);
-    EXPECT_EQ(tail.m_uTotalTailFrames, 150u);
-    EXPECT_EQ(block.buffer.uValidFrames, 64);
-    EXPECT_EQ(block.buffer.eState, static_cast<uint32_t>(QW_DataReady));
-    EXPECT_EQ(block.data[0], 0.0f);
-    EXPECT_EQ(block.data[127], 0.0f);
-
-    block.Set(QW_InputEnded, 0);
-    tail.HandleTail(block.buffer, 150);
-    EXPECT_EQ(tail.m_uTailFramesRemaining, 22u);
-    EXPECT_EQ(block.buffer.eState, static_cast<uint32_t>(QW_DataReady));
-
-    // The last 22 frames: the block is still padded to its full length and the stream ends.
-    block.Set(QW_InputEnded, 0);
-    tail.HandleTail(block.buffer, 150);
-    EXPECT_EQ(tail.m_uTailFramesRemaining, 0u);
-    EXPECT_EQ(block.buffer.uValidFrames, 64);
-    EXPECT_EQ(block.buffer.eState, static_cast<uint32_t>(QW_InputEnded));
-
-    // Over: later empty blocks are left as the host made them.
-    block.Set(QW_InputEnded, 0);
-    tail.HandleTail(block.buffer, 150);
-    EXPECT_EQ(block.buffer.uValidFrames, 0);
-    EXPECT_EQ(block.buffer.eState, static_cast<uint32_t>(QW_InputEnded));
-}
-
-TEST(QwTailHandler, ZeroTailPadsOnceAndEnds)
-{
-    TestHost host;
-    QwTailHandler tail;
-    Block block(32);
-    block.Set(QW_InputEnded, 10);
-    tail.HandleTail(block.buffer, 0);
-    EXPECT_EQ(block.buffer.uValidFrames, 32);
-    EXPECT_EQ(block.buffer.eState, static_cast<uint32_t>(QW_InputEnded));
-    EXPECT_EQ(block.data[9], 1.0f);
-    EXPECT_EQ(block.data[10], 0.0f);
-    for (int i = 0; i < 3; ++i) {
-        block.Set(QW_InputEnded, 0);
-        tail.HandleTail(block.buffer, 0);
-        EXPECT_EQ(block.buffer.uValidFrames, 0);
+    const Case aCases[] = {
+        // 150 frames of tail from an empty last block: 64 + 64 + 22, each block padded whole.
+        {"empty last block", 64,
+         {{ENDED, 0, 150, 86, 64, READY}, {ENDED, 0, 150, 22, 64, READY}, {ENDED, 0, 150, 0, 64, ENDED},
+          {ENDED, 0, 150, 0, 0, ENDED}}}, // over: later empty blocks are left as the host made them
+        {"running stream untouched", 64, {{ENDED, 0, 150, 86, 64, READY}, {READY, 10, 1000, NOT_STARTED, 10, READY}}},
+        {"zero tail pads once", 32, {{ENDED, 10, 0, 0, 32, ENDED}, {ENDED, 0, 0, 0, 0, ENDED}, {ENDED, 0, 0, 0, 0, ENDED}}},
+        {"full last block leaves the count", 64, {{ENDED, 64, 100, 100, 64, READY}}},
+        {"one frame left is still owed", 64, {{ENDED, 0, 65, 1, 64, READY}, {ENDED, 0, 65, 0, 64, ENDED}}},
+        {"resumed stream gets a new tail", 64,
+         {{ENDED, 0, 200, 136, 64, READY}, {READY, 64, 200, NOT_STARTED, 64, READY}, {ENDED, 0, 200, 136, 64, READY}}},
+        // Growing the total extends the tail (+100, then 64 used); shrinking it is ignored; new
+        // input in an ended block restarts the tail at the current total.
+        {"growing and shrinking total", 64,
+         {{ENDED, 0, 200, 136, 64, READY}, {ENDED, 0, 300, 172, 64, READY}, {ENDED, 0, 10, 108, 64, READY},
+          {ENDED, 5, 10, 0, 64, ENDED}}},
+    };
+    for (const Case& c : aCases) {
+        QwTailHandler tail;
+        std::vector<float> data(2 * c.uMax);
+        size_t uStep = 0;
+        for (const Step& s : c.steps) {
+            SCOPED_TRACE(testing::Message() << c.pszName << ", step " << uStep++);
+            std::fill(data.begin(), data.end(), 1.0f);
+            QwAudioBuffer buffer{data.data(), QwMakeChannelConfig(2, QW_MASK_STEREO), s.eState, c.uMax, s.uValid};
+            tail.HandleTail(buffer, s.uTotal);
+            EXPECT_EQ(tail.m_uTailFramesRemaining, s.uRemaining);
+            EXPECT_EQ(buffer.uValidFrames, s.uValidOut);
+            EXPECT_EQ(buffer.eState, s.eStateOut);
+            for (uint32_t i = 0; i < data.size(); ++i) // the padding is silence, the rest untouched
+                ASSERT_EQ(data[i], i % c.uMax >= s.uValid && s.uValidOut > s.uValid ? 0.0f : 1.0f) << i;
+        }
     }
-}
-
-TEST(QwTailHandler, FullBlockAtEndOfInputLeavesTheCount)
-{
-    TestHost host;
-    QwTailHandler tail;
-    Block block(64);
-    block.Set(QW_InputEnded, 64);
-    tail.HandleTail(block.buffer, 100);
-    EXPECT_EQ(tail.m_uTailFramesRemaining, 100u); // no room in a full block
-    EXPECT_EQ(block.buffer.eState, static_cast<uint32_t>(QW_DataReady));
-    EXPECT_EQ(block.data[63], 1.0f);
-}
-
-TEST(QwTailHandler, ResumedStreamGetsAWholeNewTail)
-{
-    TestHost host;
-    QwTailHandler tail;
-    Block block(64);
-    block.Set(QW_InputEnded, 0);
-    tail.HandleTail(block.buffer, 200);
-    EXPECT_EQ(tail.m_uTailFramesRemaining, 136u);
-    block.Set(QW_DataReady, 64);
-    tail.HandleTail(block.buffer, 200);
-    block.Set(QW_InputEnded, 0);
-    tail.HandleTail(block.buffer, 200);
-    EXPECT_EQ(tail.m_uTailFramesRemaining, 136u);
-}
-
-TEST(QwTailHandler, GrowingTotalExtendsAShrinkingOneDoesNot)
-{
-    TestHost host;
-    QwTailHandler tail;
-    Block block(64);
-    block.Set(QW_InputEnded, 0);
-    tail.HandleTail(block.buffer, 200);
-    EXPECT_EQ(tail.m_uTailFramesRemaining, 136u);
-    block.Set(QW_InputEnded, 0);
-    tail.HandleTail(block.buffer, 300); // +100, then 64 used
-    EXPECT_EQ(tail.m_uTailFramesRemaining, 172u);
-    EXPECT_EQ(tail.m_uTotalTailFrames, 300u);
-    block.Set(QW_InputEnded, 0);
-    tail.HandleTail(block.buffer, 10); // shrunk: ignored
-    EXPECT_EQ(tail.m_uTailFramesRemaining, 108u);
-    EXPECT_EQ(tail.m_uTotalTailFrames, 300u);
-    // New input in an ended block restarts the tail at the current total.
-    block.Set(QW_InputEnded, 5);
-    tail.HandleTail(block.buffer, 10);
-    EXPECT_EQ(tail.m_uTailFramesRemaining, 0u);
-    EXPECT_EQ(block.buffer.eState, static_cast<uint32_t>(QW_InputEnded));
 }

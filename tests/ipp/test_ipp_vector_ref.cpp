@@ -1,141 +1,93 @@
 #include <gtest/gtest.h>
 #include <cmath>
 #include <complex>
-#include <random>
 #include <vector>
 #include "kvbase/ipp/ipp_vector_ref.h"
+#include "support/dspreference.h"
 #include "support/testhost.h"
 
 namespace
 {
-std::vector<float> Noise(size_t n, uint32_t uSeed)
+typedef std::vector<float> Vec;
+const Vec kNone(4, 123.0f);
+
+// One call and its scalar formula: the destination starts as a copy of a (or of b for the
+// accumulating calls); the call may alias it with a source to reach the in-place paths.
+struct ElementCase
 {
-    std::mt19937 rng(uSeed);
-    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
-    std::vector<float> v(n);
-    for (float& x : v)
-        x = dist(rng);
-    return v;
-}
+    const char* pszName;
+    bool bStartFromB;
+    void (*run)(uint32_t n, const Vec& a, const Vec& b, Vec& d);
+    float (*want)(const Vec& a, const Vec& b, uint32_t i);
+};
+
+const ElementCase kElementCases[] = {
+    {"Mul", false, [](uint32_t n, const Vec& a, const Vec& b, Vec& d) { ippsMul_32f(n, a.data(), b.data(), d.data()); },
+     [](const Vec& a, const Vec& b, uint32_t i) { return a[i] * b[i]; }},
+    {"Mul in place", false, [](uint32_t n, const Vec&, const Vec& b, Vec& d) { ippsMul_32f(n, d.data(), b.data(), d.data()); },
+     [](const Vec& a, const Vec& b, uint32_t i) { return a[i] * b[i]; }},
+    {"Mul_I square", false, [](uint32_t n, const Vec&, const Vec&, Vec& d) { ippsMul_32f_I(n, d.data(), d.data()); },
+     [](const Vec& a, const Vec&, uint32_t i) { return a[i] * a[i]; }},
+    {"AddProductC", true, [](uint32_t n, const Vec& a, const Vec&, Vec& d) { ippsAddProductC_32f(n, a.data(), 0.75f, d.data()); },
+     [](const Vec& a, const Vec& b, uint32_t i) { return b[i] + a[i] * 0.75f; }},
+    {"AddProductC aliased", false, [](uint32_t n, const Vec&, const Vec&, Vec& d) { ippsAddProductC_32f(n, d.data(), 0.75f, d.data()); },
+     [](const Vec& a, const Vec&, uint32_t i) { return a[i] + a[i] * 0.75f; }},
+    {"Add_I", true, [](uint32_t n, const Vec& a, const Vec&, Vec& d) { ippsAdd_32f_I(n, a.data(), d.data()); },
+     [](const Vec& a, const Vec& b, uint32_t i) { return b[i] + a[i]; }},
+    {"Add_I aliased", false, [](uint32_t n, const Vec&, const Vec&, Vec& d) { ippsAdd_32f_I(n, d.data(), d.data()); },
+     [](const Vec& a, const Vec&, uint32_t i) { return 2.0f * a[i]; }},
+    {"MulC", false, [](uint32_t n, const Vec& a, const Vec&, Vec& d) { ippsMulC_32f(n, a.data(), -3.0f, d.data()); },
+     [](const Vec& a, const Vec&, uint32_t i) { return a[i] * -3.0f; }},
+    {"MulC in place", false, [](uint32_t n, const Vec&, const Vec&, Vec& d) { ippsMulC_32f(n, d.data(), -3.0f, d.data()); },
+     [](const Vec& a, const Vec&, uint32_t i) { return a[i] * -3.0f; }},
+    {"Abs", false, [](uint32_t n, const Vec& a, const Vec&, Vec& d) { ippsAbs_32f(n, a.data(), d.data()); },
+     [](const Vec& a, const Vec&, uint32_t i) { return std::fabs(a[i]); }},
+    {"Abs_I", false, [](uint32_t n, const Vec&, const Vec&, Vec& d) { ippsAbs_32f_I(n, d.data()); },
+     [](const Vec& a, const Vec&, uint32_t i) { return std::fabs(a[i]); }},
+    {"Clip_I", false, [](uint32_t n, const Vec&, const Vec&, Vec& d) { ippsClip_32f_I(n, float_range(-0.25f, 0.5f), d.data()); },
+     [](const Vec& a, const Vec&, uint32_t i) { return a[i] < -0.25f ? -0.25f : (a[i] > 0.5f ? 0.5f : a[i]); }},
+    {"Flip", false, [](uint32_t n, const Vec& a, const Vec&, Vec& d) { ippsFlip_32f(n, a.data(), d.data()); },
+     [](const Vec& a, const Vec&, uint32_t i) { return a[a.size() - 1 - i]; }},
+    {"Flip_I", false, [](uint32_t n, const Vec&, const Vec&, Vec& d) { ippsFlip_32f_I(n, d.data()); },
+     [](const Vec& a, const Vec&, uint32_t i) { return a[a.size() - 1 - i]; }},
+};
 } // namespace
 
-TEST(IppVector, CountZeroTouchesNothingEvenWithNullArrays)
+// A count of 0 writes nothing and reads nothing, not even through null arrays.
+TEST(IppVector, CountZeroTouchesNothing)
 {
     TestHost host;
-    const float fSentinel = 123.0f;
-    float afDst[4] = {fSentinel, fSentinel, fSentinel, fSentinel};
-    double adDst[2] = {7.0, 7.0};
-    const float afSrc[4] = {1.0f, -2.0f, 3.0f, -4.0f};
-    ippsCopy_32f(0, afSrc, afDst);
-    ippsZero_32f(0, afDst);
-    ippsSet_32f(0, 1.0f, afDst);
-    ippsAdd_32f_I(0, afSrc, afDst);
-    ippsAddProductC_32f(0, afSrc, 2.0f, afDst);
-    ippsMul_32f(0, afSrc, afSrc, afDst);
-    ippsMul_32f_I(0, afSrc, afDst);
-    ippsMulC_32f(0, afSrc, 2.0f, afDst);
-    ippsMulC_32f_I(0, 2.0f, afDst);
-    ippsMulC_64f_I(0, 2.0, adDst);
-    ippsMul_32fc(0, afSrc, afSrc, afDst);
-    ippsMul_32fc_I(0, afSrc, afDst);
-    ippsAddProduct_32fc(0, afSrc, afSrc, afDst);
-    ippsAbs_32f(0, afSrc, afDst);
-    ippsAbs_32f_I(0, afDst);
-    ippsAbs_64f_I(0, adDst);
-    ippsMagnitude_32f(0, afSrc, afSrc, afDst);
-    ippsMagnitude_32fc(0, afSrc, afDst);
-    ippsPowerSpectr_32fc(0, afSrc, afDst);
-    ippsThreshold_LTAbs_32f(0, afSrc, afDst);
-    ippsFlip_32f(0, afSrc, afDst);
-    ippsFlip_32f_I(0, afDst);
-    ippsFlip_64f_I(0, adDst);
-    ippsClip_32f_I(0, float_range(-0.5f, 0.5f), afDst);
-    ippsConv_32f(0, afSrc, 4, afSrc, afDst);
-    ippsConv_32f(4, afSrc, 0, afSrc, afDst);
-    ippsRealToCplx_32f(0, afSrc, afSrc, afDst);
-    ippsCplxToReal_32f(0, afSrc, afDst, afDst + 2);
-    InterleaveChannels(0, 3, nullptr, afDst);
-    DeinterleaveChannels(0, 3, afSrc, nullptr);
+    for (const ElementCase& c : kElementCases) {
+        Vec d = kNone;
+        c.run(0, kNone, kNone, d);
+        EXPECT_EQ(d, kNone) << c.pszName;
+    }
+    ippsCopy_32f(0, nullptr, nullptr);
+    ippsConv_32f(0, nullptr, 4, nullptr, nullptr);
+    ippsMul_32fc(0, nullptr, nullptr, nullptr);
+    InterleaveChannels(0, 3, nullptr, nullptr);
     double dSlope = 5.0, dIntercept = 6.0;
     LinearRegression(0, nullptr, 0.0, 1.0, dSlope, dIntercept);
-    for (float f : afDst)
-        EXPECT_EQ(f, fSentinel);
-    EXPECT_EQ(adDst[0], 7.0);
-    EXPECT_EQ(adDst[1], 7.0);
-    EXPECT_EQ(dSlope, 5.0);
-    EXPECT_EQ(dIntercept, 6.0);
-
-    // Null arrays with a count of 0 are never read.
-    ippsCopy_32f(0, nullptr, nullptr);
-    ippsAdd_32f_I(0, nullptr, nullptr);
-    ippsMul_32f(0, nullptr, nullptr, nullptr);
-    EXPECT_EQ(ippsDotProd_32f(0, nullptr, nullptr), 0.0f);
+    EXPECT_TRUE(dSlope == 5.0 && dIntercept == 6.0);
     EXPECT_EQ(ippsDotProd_64f(0, nullptr, nullptr), 0.0);
     EXPECT_EQ(ippsNorm_L2_32f(0, nullptr), 0.0f);
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
-// Lengths cover the vector body, the 4-wide and 1-wide tails and a lone element.
-TEST(IppVector, ElementWiseMatchesScalarFormulaInAndOutOfPlace)
+// Lengths cover the vector body, the 4-wide and 1-wide tails, odd and even flips, a lone element.
+TEST(IppVector, ElementWiseMatchesScalarFormula)
 {
     TestHost host;
     for (uint32_t n : {1u, 3u, 16u, 21u, 67u}) {
-        const std::vector<float> a = Noise(n, n);
-        const std::vector<float> b = Noise(n, n + 100);
-        std::vector<float> out(n), inplace;
-
-        ippsMul_32f(n, a.data(), b.data(), out.data());
-        inplace = a;
-        ippsMul_32f(n, inplace.data(), b.data(), inplace.data());
-        for (uint32_t i = 0; i < n; ++i) {
-            EXPECT_EQ(out[i], a[i] * b[i]);
-            EXPECT_EQ(inplace[i], a[i] * b[i]);
-        }
-        inplace = a;
-        ippsMul_32f_I(n, inplace.data(), inplace.data());
-        for (uint32_t i = 0; i < n; ++i)
-            EXPECT_EQ(inplace[i], a[i] * a[i]);
-
-        inplace = b;
-        ippsAddProductC_32f(n, a.data(), 0.75f, inplace.data());
-        for (uint32_t i = 0; i < n; ++i)
-            EXPECT_EQ(inplace[i], b[i] + a[i] * 0.75f);
-        inplace = a;
-        ippsAdd_32f_I(n, inplace.data(), inplace.data());
-        for (uint32_t i = 0; i < n; ++i)
-            EXPECT_EQ(inplace[i], 2.0f * a[i]);
-
-        ippsMulC_32f(n, a.data(), -3.0f, out.data());
-        inplace = a;
-        ippsMulC_32f(n, inplace.data(), -3.0f, inplace.data());
-        for (uint32_t i = 0; i < n; ++i) {
-            EXPECT_EQ(out[i], a[i] * -3.0f);
-            EXPECT_EQ(inplace[i], out[i]);
-        }
-
-        ippsAbs_32f(n, a.data(), out.data());
-        inplace = a;
-        ippsAbs_32f_I(n, inplace.data());
-        for (uint32_t i = 0; i < n; ++i) {
-            EXPECT_EQ(out[i], std::fabs(a[i]));
-            EXPECT_EQ(inplace[i], out[i]);
-        }
-
-        inplace = a;
-        ippsClip_32f_I(n, float_range(-0.25f, 0.5f), inplace.data());
-        for (uint32_t i = 0; i < n; ++i)
-            EXPECT_EQ(inplace[i], a[i] < -0.25f ? -0.25f : (a[i] > 0.5f ? 0.5f : a[i]));
-
-        ippsFlip_32f(n, a.data(), out.data());
-        inplace = a;
-        ippsFlip_32f_I(n, inplace.data());
-        for (uint32_t i = 0; i < n; ++i) {
-            EXPECT_EQ(out[i], a[n - 1 - i]);
-            EXPECT_EQ(inplace[i], a[n - 1 - i]);
+        const Vec a = RefNoise(n, n), b = RefNoise(n, n + 100);
+        for (const ElementCase& c : kElementCases) {
+            Vec d = c.bStartFromB ? b : a;
+            c.run(n, a, b, d);
+            for (uint32_t i = 0; i < n; ++i)
+                ASSERT_EQ(d[i], c.want(a, b, i)) << c.pszName << " n " << n << " i " << i;
         }
     }
-    // The sign bit is cleared even on negative zero.
-    float fNegZero = -0.0f;
+    float fNegZero = -0.0f; // the sign bit is cleared even on negative zero
     ippsAbs_32f_I(1, &fNegZero);
     EXPECT_FALSE(std::signbit(fNegZero));
     EXPECT_EQ(host.asserts.Total(), 0u);
@@ -170,7 +122,7 @@ TEST(IppVector, DotProductSumsEightLanes)
     EXPECT_EQ(ippsDotProd_32f(3, afShort, afOnes), 0.0f);
 
     for (uint32_t n : {7u, 8u, 9u, 1000u}) {
-        const std::vector<float> x = Noise(n, 7 * n), y = Noise(n, 7 * n + 1);
+        const std::vector<float> x = RefNoise(n, 7 * n), y = RefNoise(n, 7 * n + 1);
         // The register form and the plain eight-lane loop agree bit for bit.
         EXPECT_EQ(ippsDotProd_32f(n, x.data(), y.data()), DotProdEightLaneReference(n, x.data(), y.data()));
         long double ldRef = 0.0L, ldAbs = 0.0L;
@@ -190,10 +142,11 @@ TEST(IppVector, DotProductSumsEightLanes)
 TEST(IppVector, ComplexCallsMatchStdComplex)
 {
     const uint32_t n = 19;
-    const std::vector<float> a = Noise(2 * n, 1), b = Noise(2 * n, 2), c = Noise(2 * n, 3);
-    std::vector<float> prod(2 * n), acc = c, inplace = b;
+    const std::vector<float> a = RefNoise(2 * n, 1), b = RefNoise(2 * n, 2), c = RefNoise(2 * n, 3);
+    std::vector<float> prod(2 * n), acc = c, inplace = b, square = a;
     ippsMul_32fc(n, a.data(), b.data(), prod.data());
     ippsMul_32fc_I(n, a.data(), inplace.data());
+    ippsMul_32fc(n, square.data(), square.data(), square.data());
     ippsAddProduct_32fc(n, a.data(), b.data(), acc.data());
     std::vector<float> mag(n), pow(n), magSplit(n), re(n), im(n), back(2 * n);
     ippsMagnitude_32fc(n, a.data(), mag.data());
@@ -211,6 +164,8 @@ TEST(IppVector, ComplexCallsMatchStdComplex)
         EXPECT_EQ(inplace[2 * i + 1], prod[2 * i + 1]);
         EXPECT_NEAR(acc[2 * i], c[2 * i] + zp.real(), 1e-6);
         EXPECT_NEAR(acc[2 * i + 1], c[2 * i + 1] + zp.imag(), 1e-6);
+        EXPECT_NEAR(square[2 * i], (za * za).real(), 1e-6);
+        EXPECT_NEAR(square[2 * i + 1], (za * za).imag(), 1e-6);
         EXPECT_NEAR(mag[i], std::abs(za), 1e-6);
         EXPECT_NEAR(pow[i], std::norm(za), 1e-6);
         EXPECT_EQ(magSplit[i], mag[i]);
@@ -231,7 +186,7 @@ TEST(IppVector, ComplexCallsMatchStdComplex)
 
 TEST(IppVector, ConvolutionMatchesDirectSumInDouble)
 {
-    const std::vector<float> a = Noise(37, 11), b = Noise(5, 12);
+    const std::vector<float> a = RefNoise(37, 11), b = RefNoise(5, 12);
     std::vector<float> out(41, 99.0f);
     ippsConv_32f(37, a.data(), 5, b.data(), out.data());
     for (uint32_t k = 0; k < 41; ++k) {
@@ -243,27 +198,24 @@ TEST(IppVector, ConvolutionMatchesDirectSumInDouble)
     }
 }
 
+// Frame i of channel c holds 10 c + i, so every misplaced sample shows.
 TEST(IppVector, InterleaveRoundTripsForOneTwoAndThreeChannels)
 {
     for (uint32_t c : {1u, 2u, 3u}) {
-        const uint32_t uFrames = 5;
-        std::vector<std::vector<float>> planes(c, std::vector<float>(uFrames));
+        std::vector<Vec> planes(c, Vec(5)), back(c, Vec(5, -1.0f));
         std::vector<const float*> src(c);
+        std::vector<float*> dst(c);
         for (uint32_t ch = 0; ch < c; ++ch) {
-            for (uint32_t i = 0; i < uFrames; ++i)
+            for (uint32_t i = 0; i < 5; ++i)
                 planes[ch][i] = static_cast<float>(10 * ch + i);
             src[ch] = planes[ch].data();
-        }
-        std::vector<float> inter(c * uFrames);
-        InterleaveChannels(uFrames, c, src.data(), inter.data());
-        for (uint32_t i = 0; i < uFrames; ++i)
-            for (uint32_t ch = 0; ch < c; ++ch)
-                EXPECT_EQ(inter[i * c + ch], static_cast<float>(10 * ch + i));
-        std::vector<std::vector<float>> back(c, std::vector<float>(uFrames, -1.0f));
-        std::vector<float*> dst(c);
-        for (uint32_t ch = 0; ch < c; ++ch)
             dst[ch] = back[ch].data();
-        DeinterleaveChannels(uFrames, c, inter.data(), dst.data());
+        }
+        Vec inter(c * 5);
+        InterleaveChannels(5, c, src.data(), inter.data());
+        for (uint32_t k = 0; k < inter.size(); ++k)
+            EXPECT_EQ(inter[k], static_cast<float>(10 * (k % c) + k / c)) << c;
+        DeinterleaveChannels(5, c, inter.data(), dst.data());
         EXPECT_EQ(back, planes);
     }
 }

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 #include <cmath>
-#include <random>
 #include <vector>
 #include "kvdspbase/dsp/crossoverlr2.h"
+#include "support/dspreference.h"
 #include "support/firstorderresponse.h"
 #include "support/testhost.h"
 
@@ -51,19 +51,12 @@ TEST(CrossoverLR2, TwoBandsSumExactlyToTheInput)
     one.push_back(1200.0f);
     CrossoverLR2 x(44100.0f, 2, 2, one);
     EXPECT_EQ(x.GetNumValidBands(), 2u);
-    std::mt19937 rng(2);
-    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
-    std::vector<float> a(1000), b(1000);
-    for (uint32_t i = 0; i < 1000; ++i) {
-        a[i] = dist(rng);
-        b[i] = dist(rng);
-    }
+    const std::vector<float> a = RefNoise(1000, 2), b = RefNoise(1000, 3);
     const float* ap[2] = {a.data(), b.data()};
     x.ProcessFaded(1000, ap);
     for (uint32_t c = 0; c < 2; ++c)
         for (uint32_t i = 0; i < 1000; ++i)
             ASSERT_NEAR(x.GetBandBuffer(c, 0)[i] + x.GetBandBuffer(c, 1)[i], (c ? b : a)[i], 2e-6f) << c << " " << i;
-    // The low band alone is a low-pass: DC passes, the top octave does not.
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
@@ -109,23 +102,7 @@ TEST(CrossoverLR2, EqualCutoffsDesignAndADescendingPairChangesNothing)
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
-TEST(CrossoverLR2, CutoffOutsideTheRangeIsReportedAndUsed)
-{
-    TestHost host;
-    CrossoverLR2 x(48000.0f, 1, 3, Cutoffs(500.0f, 5000.0f));
-    x.SetCutoff(0, 19.0f);
-    EXPECT_EQ(host.asserts.Count("iBand<m_fCutoffs.size() && CUTOFF_RANGE.Contains(fCutoffFreq)"), 1u);
-    EXPECT_EQ(x.GetCutoff(0), 19.0f);
-    const std::vector<float> h = SumImpulseResponse(x, 4096);
-    const double f = 40.0;
-    const std::complex<double> expected =
-        1.0 + AnalogueFirstOrder(19.0, f, 48000.0, false) * AnalogueFirstOrder(5000.0, f, 48000.0, true);
-    EXPECT_NEAR(std::abs(DftAt(h, f, 48000.0) - expected), 0.0, 2e-3);
-    x.GetCutoff(2);
-    EXPECT_EQ(host.asserts.Count("false"), 1u);
-}
-
-TEST(CrossoverLR2, FadeWindowsAndBlockLimits)
+TEST(CrossoverLR2, FadeWindow)
 {
     TestHost host;
     CrossoverLR2 x(44100.0f, 1, 3, Cutoffs(500.0f, 5000.0f));
@@ -134,14 +111,6 @@ TEST(CrossoverLR2, FadeWindowsAndBlockLimits)
         EXPECT_NEAR(x.FadeIn(i), 0.5 * (1.0 - std::cos((i + 0.5) * M_PI / 64.0)), 1e-7) << i;
     CrossoverLR2 y(48000.0f, 1, 3, Cutoffs(500.0f, 5000.0f));
     EXPECT_EQ(y.GetFadeLength(), 70u); // 69.66 rounds to 70
-
-    std::vector<float> in(4096, 0.0f);
-    float* ap[1] = {in.data()};
-    const float* apc[1] = {in.data()};
-    x.Process(4096, 1, in.data(), ap);
-    EXPECT_EQ(host.asserts.Total(), 0u);
-    x.ProcessFaded(4096, apc);
-    EXPECT_EQ(host.asserts.Count("uSampleFrames < MAX_PROCESS_SAMPLE_FRAMES"), 1u);
 }
 
 TEST(CrossoverLR2, CrossfadeMovesFromTheOldSetToTheNew)

@@ -45,16 +45,13 @@ TEST(FilterCoeffs, BiquadsFollowTheirAnalogueClosedForms)
     TestHost host;
     const double fs = 48000.0, f0 = 1000.0, Q = 1.0 / std::sqrt(2.0);
     double lp[6], hp[6], bp[6];
-    float lpf[6], hpf[6];
+    float lpf[6];
     DesignLowPass(lp, fs, f0, Q);
     DesignHighPass(hp, fs, f0, Q);
     DesignBandPass(bp, fs, f0, 2.0);
     DesignLowPass(lpf, 48000.0f, 1000.0f, 0.70710678f);
-    DesignHighPass(hpf, 48000.0f, 1000.0f, 0.70710678f);
     EXPECT_NEAR(Db(Response(lp, 2, 2 * kPi * f0 / fs)), -3.0103, 1e-4);
     EXPECT_NEAR(Db(Response(hp, 2, 2 * kPi * f0 / fs)), -3.0103, 1e-4);
-    EXPECT_NEAR(Db(Response(lpf, 2, 2 * kPi * f0 / fs)), -3.0103, 1e-3); // float coefficients
-    EXPECT_NEAR(Db(Response(hpf, 2, 2 * kPi * f0 / fs)), -3.0103, 1e-3);
     EXPECT_NEAR(std::abs(Response(bp, 2, 2 * kPi * f0 / fs)), 1.0, 1e-9);
     for (double f : {20.0, 300.0, 999.0, 4000.0, 15000.0}) {
         const long double W = Omega(f, fs) / Omega(f0, fs), W2 = W * W;
@@ -66,7 +63,6 @@ TEST(FilterCoeffs, BiquadsFollowTheirAnalogueClosedForms)
         EXPECT_NEAR(std::norm(Response(bp, 2, w)), static_cast<double>(dBand), 1e-9) << f;
         EXPECT_NEAR(std::norm(Response(lpf, 2, w)), static_cast<double>(dLow), 2e-4) << f;
     }
-    EXPECT_EQ(lp[3], 1.0);
     EXPECT_EQ(lpf[3], 1.0f);
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
@@ -77,28 +73,18 @@ TEST(FilterCoeffs, PeakAndShelfGains)
     const double fs = 44100.0;
     for (double g : {-12.0, 3.0, 9.5}) {
         double pk[6];
-        float pkf[6];
         DesignPeaking(pk, fs, 2500.0, g, 1.5);
-        DesignPeaking(pkf, 44100.0f, 2500.0f, static_cast<float>(g), 1.5f);
         EXPECT_NEAR(Db(Response(pk, 2, 2 * kPi * 2500.0 / fs)), g, 1e-9);
-        EXPECT_NEAR(Db(Response(pkf, 2, 2 * kPi * 2500.0 / fs)), g, 1e-3);
         EXPECT_NEAR(Db(Response(pk, 2, 0.0L)), 0.0, 1e-9); // unity far from the centre
     }
     // A 6 dB shelf is 10^(6/20) applied twice over: the plateau sits at 12 dB.
     double lo[6], hi[6];
-    float lof[6], hif[6];
     DesignLowShelf(lo, fs, 200.0, 6.0, 1.0);
     DesignHighShelf(hi, fs, 8000.0, 6.0, 0.5);
-    DesignLowShelf(lof, 44100.0f, 200.0f, 6.0f, 1.0f);
-    DesignHighShelf(hif, 44100.0f, 8000.0f, 6.0f, 0.5f);
     EXPECT_NEAR(Db(Response(lo, 2, 0.0L)), 12.0, 1e-9);
     EXPECT_NEAR(Db(Response(lo, 2, kPi)), 0.0, 1e-9);
     EXPECT_NEAR(Db(Response(hi, 2, kPi)), 12.0, 1e-9);
     EXPECT_NEAR(Db(Response(hi, 2, 0.0L)), 0.0, 1e-9);
-    // float: 1 + a1 + a2 is about 3e-3 at 200 Hz, so rounding of a1 and a2 (6e-8) reaches the
-    // DC gain as 5e-5 relative, about 0.002 dB
-    EXPECT_NEAR(Db(Response(lof, 2, 0.0L)), 12.0, 5e-3);
-    EXPECT_NEAR(Db(Response(hif, 2, kPi)), 12.0, 1e-3);
     // At the shelf frequency with slope 1 the gain is half the plateau in dB: sqrt(A^2) = A.
     EXPECT_NEAR(Db(Response(lo, 2, 2 * kPi * 200.0 / fs)), 6.0, 1e-9);
 
@@ -113,60 +99,23 @@ TEST(FilterCoeffs, PeakAndShelfGains)
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
-TEST(FilterCoeffs, AboveHalfTheRateAndEdgeArguments)
+TEST(FilterCoeffs, AboveHalfTheRatePassesOrSilences)
 {
     TestHost host;
     const double pass[6] = {1, 0, 0, 1, 0, 0}, zero[6] = {0, 0, 0, 0, 0, 0};
-    double c[6];
-    DesignLowPass(c, 48000.0, 24001.0, 0.7);
-    EXPECT_TRUE(std::equal(c, c + 6, pass));
-    DesignBandPass(c, 48000.0, 30000.0, 0.7);
-    EXPECT_TRUE(std::equal(c, c + 6, pass));
-    DesignPeaking(c, 48000.0, 30000.0, 6.0, 0.7);
-    EXPECT_TRUE(std::equal(c, c + 6, pass));
-    DesignLowShelf(c, 48000.0, 30000.0, 6.0, 1.0);
-    EXPECT_TRUE(std::equal(c, c + 6, pass));
-    DesignHighShelf(c, 48000.0, 30000.0, 6.0, 1.0);
-    EXPECT_TRUE(std::equal(c, c + 6, pass));
-    DesignHighPass(c, 48000.0, 24001.0, 0.7);
-    EXPECT_TRUE(std::equal(c, c + 6, zero));
-    float cf[6];
-    DesignHighPass(cf, 48000.0f, 24001.0f, 0.7f);
-    EXPECT_EQ(cf[0], 0.0f);
-    EXPECT_EQ(cf[3], 0.0f);
+    double c[6][6];
+    DesignLowPass(c[0], 48000.0, 24001.0, 0.7);
+    DesignBandPass(c[1], 48000.0, 30000.0, 0.7);
+    DesignPeaking(c[2], 48000.0, 30000.0, 6.0, 0.7);
+    DesignLowShelf(c[3], 48000.0, 30000.0, 6.0, 1.0);
+    DesignHighShelf(c[4], 48000.0, 30000.0, 6.0, 1.0);
+    DesignHighPass(c[5], 48000.0, 24001.0, 0.7);
+    for (int i = 0; i < 6; ++i)
+        EXPECT_TRUE(std::equal(c[i], c[i] + 6, i < 5 ? pass : zero)) << i;
     // Exactly half the rate is designed: the low-pass then has b1 = 2 / (1 + alpha), not 0.
-    DesignLowPass(c, 48000.0, 24000.0, 0.7);
-    EXPECT_NEAR(c[1], 2.0, 1e-12);
+    DesignLowPass(c[0], 48000.0, 24000.0, 0.7);
+    EXPECT_NEAR(c[0][1], 2.0, 1e-12);
     EXPECT_EQ(host.asserts.Total(), 0u);
-
-    // A vanished numerator is reported on the low-pass only.
-    DesignLowPass(c, 48000.0, 0.0, 0.7);
-    EXPECT_EQ(host.asserts.Count("coeffs[0] != 0.0 || coeffs[1] != 0.0 || coeffs[2] != 0.0"), 1u);
-    DesignLowPass(cf, 48000.0f, 0.0f, 0.7f);
-    EXPECT_EQ(host.asserts.Count("coeffs[0] != 0.0 || coeffs[1] != 0.0 || coeffs[2] != 0.0"), 2u);
-    DesignBandPass(c, 48000.0, 0.0, 0.7);
-    EXPECT_EQ(host.asserts.Total(), 2u);
-    DesignPeaking(c, 0.0, 0.0, 3.0, 0.7);
-    EXPECT_EQ(host.asserts.Count("fSamplesPerSecond > 0"), 1u);
-    EXPECT_FALSE(std::isfinite(c[0] + c[1] + c[2] + c[4] + c[5]));
-    DesignLowShelf(c, 48000.0, 100.0, 3.0, 1.5);
-    DesignHighShelf(cf, 48000.0f, 100.0f, 3.0f, 0.0f);
-    EXPECT_EQ(host.asserts.Count("fSlope > 0.0f && fSlope <= 1.0f"), 2u);
-}
-
-// The single-precision low-pass and high-pass work in double and round only the raw a0 to
-// float before dividing; this pins that rounding, which moves b0 by a float ulp or more here.
-TEST(FilterCoeffs, SinglePrecisionLowPassRoundsTheRawA0)
-{
-    float c[6];
-    DesignLowPass(c, 44100.0f, 3000.0f, 0.9f);
-    const long double w0 = 2 * kPi * 3000.0L / 44100.0L;
-    const long double alpha = std::sin(w0) * (0.5L / static_cast<long double>(0.9f));
-    const long double a0Rounded = static_cast<float>(1.0L + alpha);
-    const float b0Rounded = static_cast<float>((1.0L - std::cos(w0)) / 2.0L / a0Rounded);
-    const float b0Exact = static_cast<float>((1.0L - std::cos(w0)) / 2.0L / (1.0L + alpha));
-    ASSERT_NE(b0Rounded, b0Exact); // the case discriminates
-    EXPECT_EQ(c[0], b0Rounded);
 }
 
 TEST(FilterCoeffs, FirstOrderSections)
@@ -193,15 +142,13 @@ TEST(FilterCoeffs, FirstOrderSections)
     EXPECT_NEAR(Db(Response(lpw, 1, 2 * kPi * fc / fs)), -3.0165, 1e-3);
 
     const double pass[4] = {1, 0, 1, 0}, silence[4] = {0, 0, 1, 0};
-    double c[4];
-    DesignFirstOrderLowPass(c, fs, 0.0, true);
-    EXPECT_TRUE(std::equal(c, c + 4, silence));
-    DesignFirstOrderHighPass(c, fs, 0.0, true);
-    EXPECT_TRUE(std::equal(c, c + 4, pass));
-    DesignFirstOrderLowPass(c, fs, 24001.0, false);
-    EXPECT_TRUE(std::equal(c, c + 4, pass));
-    DesignFirstOrderHighPass(c, fs, 24001.0, false);
-    EXPECT_TRUE(std::equal(c, c + 4, silence));
+    double c[4][4];
+    DesignFirstOrderLowPass(c[0], fs, 0.0, true);
+    DesignFirstOrderHighPass(c[1], fs, 24001.0, false);
+    DesignFirstOrderHighPass(c[2], fs, 0.0, true);
+    DesignFirstOrderLowPass(c[3], fs, 24001.0, false);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_TRUE(std::equal(c[i], c[i] + 4, i < 2 ? silence : pass)) << i;
     float cf[4];
     DesignFirstOrderHighPass(cf, 48000.0f, 1000.0f, true);
     EXPECT_NEAR(cf[0], hp[0], 1e-6);
@@ -238,12 +185,6 @@ TEST(FilterCoeffs, BilinearTransformHandWorked)
     EXPECT_NEAR(std::norm(Response(warped, 1, 2 * kPi * 7000.0 / 48000.0)), static_cast<double>(1 / (1 + r * r)),
                 1e-12);
     EXPECT_EQ(host.asserts.Total(), 0u);
-    // Order 3: nothing written, but the eight values are still divided by the one at index 4.
-    double bad[8] = {2, 4, 6, 8, 2, 10, 12, 14};
-    BilinearTransform(bad, first, 3, 1.0, BilinearWarp<double>{0.0, false});
-    EXPECT_EQ(host.asserts.Count("false"), 1u);
-    const double halved[8] = {1, 2, 3, 4, 1, 5, 6, 7};
-    EXPECT_TRUE(std::equal(bad, bad + 8, halved));
 }
 
 TEST(FilterCoeffs, ButterworthSectionsAndLinkwitzRileyPair)
@@ -276,17 +217,12 @@ TEST(FilterCoeffs, ButterworthSectionsAndLinkwitzRileyPair)
     // Two second-order sections in series each way form a fourth-order Linkwitz-Riley pair,
     // whose sum is an all-pass.
     double lp2[6], hp2[6];
-    float lp2f[6], hp2f[6];
     DesignPrototypeLowPass(lp2, fs, 500.0, two);
     DesignPrototypeHighPass(hp2, fs, 500.0, two);
-    DesignPrototypeLowPass(lp2f, 48000.0f, 500.0f, two);
-    DesignPrototypeHighPass(hp2f, 48000.0f, 500.0f, two);
     for (double f = 10.0; f < 24000.0; f *= 1.37) {
         const long double w = 2 * kPi * f / fs;
         const Cld l = Response(lp2, 2, w), h = Response(hp2, 2, w);
         EXPECT_NEAR(std::abs(l * l + h * h), 1.0, 1e-9) << f;
-        const Cld lf = Response(lp2f, 2, w), hf = Response(hp2f, 2, w);
-        EXPECT_NEAR(std::abs(lf * lf + hf * hf), 1.0, 1e-4) << f; // float coefficients
     }
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
@@ -325,8 +261,4 @@ TEST(FilterCoeffs, GroupDelayAllPass)
             EXPECT_NEAR(std::abs(Response(cf.data() + 6 * s, 2, w)), 1.0, 1e-6);
     }
     EXPECT_EQ(host.asserts.Total(), 0u);
-    // Asking for more delay than the sections can give is reported.
-    std::vector<double> tooMuch(5, 100.0);
-    DesignGroupDelayAllPass(c, tooMuch.data(), 5, 2);
-    EXPECT_EQ(host.asserts.Count("fAdd > 0"), 1u);
 }

@@ -1,13 +1,12 @@
 #include <gtest/gtest.h>
 #include <cmath>
 #include <complex>
-#include <random>
 #include <vector>
 #include "kvreverbconsole/dsp/fdn/bandgainfilter.h"
+#include "support/dspreference.h"
 #include "support/testhost.h"
 
 namespace {
-typedef std::complex<double> cd;
 
 // Response of the stored digital section at angular frequency w.
 cd DigitalResponse(const float c[5], double w)
@@ -73,13 +72,8 @@ TEST(BandGainFilter, UnitGainsAreTheIdentityAndEqualGainsAPlainGain)
     filter.SetHighCrossover(10000.0);
     for (uint32_t i = 0; i < 4; ++i)
         filter.SetDelay(i, 1000.0 * (i + 1));
-    std::mt19937 rng(3);
-    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
-    std::vector<std::vector<float>> lines(4, std::vector<float>(2000));
-    for (auto& l : lines)
-        for (float& v : l)
-            v = dist(rng);
-    auto original = lines;
+    std::vector<std::vector<float>> lines = {RefNoise(2000, 3), RefNoise(2000, 4), RefNoise(2000, 5), RefNoise(2000, 6)};
+    const auto original = lines;
     auto p = Pointers(lines);
     filter.ProcessFour(0, 2000, p.data());
     for (int c = 0; c < 4; ++c)
@@ -112,12 +106,7 @@ TEST(BandGainFilter, VectorAndPortablePathsAgreeExactly)
         for (uint32_t i = 0; i < 8; ++i)
             f->SetDelay(i, 300.0 + 211.0 * i);
     }
-    std::mt19937 rng(11);
-    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
-    std::vector<std::vector<float>> la(4, std::vector<float>(777));
-    for (auto& l : la)
-        for (float& v : l)
-            v = dist(rng);
+    std::vector<std::vector<float>> la = {RefNoise(777, 11), RefNoise(777, 12), RefNoise(777, 13), RefNoise(777, 14)};
     auto lb = la;
     auto pa = Pointers(la), pb = Pointers(lb);
     for (int block = 0; block < 3; ++block) { // state carries across calls
