@@ -5,7 +5,10 @@
 // machine may be shared, so the two sides of a pair alternate repetition by repetition and
 // the medians are compared. Peers that are not installed are left out.
 //
-//   kvfx_bench_peers [--block N] [--seconds S] [--reps R] [--module PATH] [--only WORD]
+//   kvfx_bench_peers [--block N] [--seconds S] [--reps R] [--module PATH] [--only WORD] [--ours]
+//
+// --only keeps the rows whose kind or preset is WORD; --ours times our side alone (for
+// profiles, where the peers would only add to the count).
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -138,13 +141,18 @@ long ParseWhole(const std::string& in_sText, const char* in_pszName, long in_iMi
 int main(int argc, char** argv)
 {
     std::string sBlock = "512", sSeconds = "4", sReps = "5", sModule = KVFX_MODULE_PATH, sOnly;
+    bool bOursOnly = false;
     for (int i = 1; i < argc; ++i) {
         if (TakeValue(argc, argv, i, "--block", sBlock) || TakeValue(argc, argv, i, "--seconds", sSeconds) ||
             TakeValue(argc, argv, i, "--reps", sReps) || TakeValue(argc, argv, i, "--module", sModule) ||
             TakeValue(argc, argv, i, "--only", sOnly))
             continue;
+        if (std::strcmp(argv[i], "--ours") == 0) {
+            bOursOnly = true;
+            continue;
+        }
         std::fprintf(stderr, "usage: kvfx_bench_peers [--block N] [--seconds S] [--reps R] [--module PATH] "
-                             "[--only WORD]\n");
+                             "[--only WORD] [--ours]\n");
         return 2;
     }
     const uint16_t uBlock = static_cast<uint16_t>(ParseWhole(sBlock, "--block", 1, 8192));
@@ -160,17 +168,21 @@ int main(int argc, char** argv)
     QwAssertLog asserts;
     module.SetAssertHook(&QwAssertLog::Hook);
     QwLv2World world;
-    world.LoadAll();
+    if (!bOursOnly)
+        world.LoadAll();
 
     std::printf("block %u, %ld s of programme per pass, median of %ld alternating passes; real-time = audio "
                 "seconds per CPU second\n",
                 uBlock, iSeconds, iReps);
     std::printf("%-9s %-22s %10s   %-18s %10s %8s\n", "kind", "ours (preset)", "RTF", "peer", "RTF", "ratio");
     QwPlanarAudio programmes[9];
+    std::string sLastPreset;
     for (const Pair& pair : Pairs()) {
-        if (!sOnly.empty() && std::string(pair.pszPreset).find(sOnly) == std::string::npos &&
-            std::string(pair.pszKind).find(sOnly) == std::string::npos)
+        if (!sOnly.empty() && sOnly != pair.pszPreset && sOnly != pair.pszKind)
             continue;
+        if (bOursOnly && pair.pszPreset == sLastPreset)
+            continue; // a second peer of the same preset
+        sLastPreset = pair.pszPreset;
         uint32_t uId = 0;
         const QwPluginRegistration* pRecord = QwPluginIdFromName(pair.pszEffect, uId) ? module.Find(uId) : nullptr;
         const QwEffectMeta* pMeta = pRecord ? QwFindEffectMeta(uId) : nullptr;
@@ -180,6 +192,19 @@ int main(int argc, char** argv)
                 pPreset = &pMeta->pBenchPresets[p];
         if (!pPreset) {
             std::printf("%-9s %s %s: not in this module, left out\n", pair.pszKind, pair.pszEffect, pair.pszPreset);
+            continue;
+        }
+        if (bOursOnly) {
+            QwBenchRun ours;
+            if (!ours.Prepare(*pRecord, pMeta, *pPreset, RATE, uBlock, sError)) {
+                std::printf("%-9s %-22s failed: %s\n", pair.pszKind, pair.pszPreset, sError.c_str());
+                continue;
+            }
+            QwPlanarAudio programme = QwMakeBenchProgramme(RATE, static_cast<double>(iSeconds), ours.Layout().uChannels);
+            std::vector<double> oursRtf;
+            for (long r = 0; r < iReps; ++r)
+                oursRtf.push_back(static_cast<double>(iSeconds) / ours.Time(programme));
+            std::printf("%-9s %-22s %9.0fx\n", pair.pszKind, pair.pszPreset, Median(oursRtf));
             continue;
         }
         if (!world.Find(pair.pszUri)) {
