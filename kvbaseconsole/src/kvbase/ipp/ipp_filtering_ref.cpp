@@ -140,6 +140,22 @@ void RunBiquadBlock(uint32_t n, const T* pSrc, T* pDst, const T* c, T* z)
     z[1] = z1;
 }
 
+// A whole block through one first-order section, coefficients and state in registers: the
+// same arithmetic as RunSection with N = 1, without its loop and memory round trips.
+template <class T>
+void RunFirstOrderBlock(uint32_t n, const T* pSrc, T* pDst, const T* c, T* z)
+{
+    const T b0 = c[0], b1 = c[1], a1 = c[3];
+    T z0 = z[0];
+    for (uint32_t k = 0; k < n; ++k) {
+        const T x = pSrc[k];
+        const T y = b0 * x + z0;
+        z0 = AntiDenormal((b1 * x) - a1 * y);
+        pDst[k] = y;
+    }
+    z[0] = z0;
+}
+
 template <class T>
 bool IirInit(QwIppIirState<T>** ppState, const T* pTaps, uint32_t uOrder, uint32_t uNumCascades, const T* pDlyLine)
 {
@@ -174,8 +190,10 @@ bool IirInit(QwIppIirState<T>** ppState, const T* pTaps, uint32_t uOrder, uint32
     return true;
 }
 
+// Out of line, so that the single biquad below, the case run sample by sample in the effects'
+// feedback loops, stays a small leaf function.
 template <class T>
-T IirOne(T x, QwIppIirState<T>* pState)
+__attribute__((noinline)) T IirOne(T x, QwIppIirState<T>* pState)
 {
     if (!pState) {
         QW_ASSERT(false);
@@ -211,6 +229,10 @@ void IirBlock(uint32_t n, const T* pSrc, T* pDst, QwIppIirState<T>* pState)
             RunBiquadBlock(n, s == 0 ? pSrc : pDst, pDst, pCoeffs + 6 * s, pDelay + 2 * s);
         return;
     }
+    if (N == 1 && uSections == 1) {
+        RunFirstOrderBlock(n, pSrc, pDst, pCoeffs, pDelay);
+        return;
+    }
     for (uint32_t k = 0; k < n; ++k) {
         T x = pSrc[k];
         for (uint32_t s = 0; s < uSections; ++s) {
@@ -242,8 +264,31 @@ bool ippsIIRInit_BiQuad_32f(QwIppIirState32f** ppState, const float* pTaps, uint
     return IirInit(ppState, pTaps, 2u, uNumBq, pDlyLine);
 }
 
-double ippsIIROne64f_32f(double x, QwIppIirState64f* pState) { return IirOne(x, pState); }
-float ippsIIROne_32f(float x, QwIppIirState32f* pState) { return IirOne(x, pState); }
+// One biquad, one sample: RunSection's arithmetic with N = 2, written out.
+template <class T>
+inline T IirOneBiquad(T x, QwIppIirState<T>& rState)
+{
+    const T* c = rState.m_adCoeffs.data();
+    T* z = rState.m_adDelay.data();
+    const T y = c[0] * x + z[0];
+    z[0] = (c[1] * x + z[1]) - c[4] * y;
+    z[1] = AntiDenormal((c[2] * x) - c[5] * y);
+    return y;
+}
+
+double ippsIIROne64f_32f(double x, QwIppIirState64f* pState)
+{
+    if (pState && pState->m_uOrder == 2 && pState->m_uNumCascades == 1)
+        return IirOneBiquad(x, *pState);
+    return IirOne(x, pState);
+}
+
+float ippsIIROne_32f(float x, QwIppIirState32f* pState)
+{
+    if (pState && pState->m_uOrder == 2 && pState->m_uNumCascades == 1)
+        return IirOneBiquad(x, *pState);
+    return IirOne(x, pState);
+}
 
 void ippsIIR64f_32f(uint32_t n, const double* pSrc, double* pDst, QwIppIirState64f* pState)
 {
