@@ -2,6 +2,7 @@
 #include <cmath>
 #include "host/qwassert.h"
 #include "kvbase/common/common_cast.h"
+#include "kvdspbase/dsp/iirfilter.h"
 #include "shareddsp/filters/filterstatefactory.h"
 #include "shareddsp/filters/filterstatenone.h"
 
@@ -216,13 +217,29 @@ void PrefilterDsp::ProcessModulated(FilterState& io_filter, uint32_t in_uFrames,
 
 void PrefilterDsp::Process(uint32_t in_uFrames, float* io_pSamples)
 {
+    // Consecutive static biquads run as one chain, sample by sample through all of them: the
+    // same values as one after another, with their recursions overlapping.
+    IirFilter* apChain[IirFilter::MAX_CHAIN];
+    uint32_t uChain = 0;
     for (uint32_t i = 0; i < m_filters.size(); ++i) {
         FilterState* pFilter = Filter(i);
         if (!pFilter)
             continue;
-        if (pFilter->m_uMode == FILTER_MODE_STATIC)
+        IirFilter* pBiquad = pFilter->m_uMode == FILTER_MODE_STATIC ? pFilter->StaticBiquad() : nullptr;
+        if (pBiquad && uChain < IirFilter::MAX_CHAIN) {
+            apChain[uChain++] = pBiquad;
+            continue;
+        }
+        if (uChain)
+            IirFilter::ProcessChain(in_uFrames, io_pSamples, apChain, uChain);
+        uChain = 0;
+        if (pBiquad)
+            apChain[uChain++] = pBiquad;
+        else if (pFilter->m_uMode == FILTER_MODE_STATIC)
             pFilter->Process(in_uFrames, io_pSamples);
         else if (pFilter->m_uMode == FILTER_MODE_MODULATED)
             ProcessModulated(*pFilter, in_uFrames, io_pSamples);
     }
+    if (uChain)
+        IirFilter::ProcessChain(in_uFrames, io_pSamples, apChain, uChain);
 }

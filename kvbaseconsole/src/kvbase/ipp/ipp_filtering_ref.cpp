@@ -295,6 +295,55 @@ void ippsIIR64f_32f(uint32_t n, const double* pSrc, double* pDst, QwIppIirState6
     IirBlock(n, pSrc, pDst, pState);
 }
 
+namespace {
+
+template <uint32_t K>
+void RunBiquadChain(uint32_t n, float* pInOut, QwIppIirState64f* const* ppStates)
+{
+    double b0[K], b1[K], b2[K], a1[K], a2[K], z0[K], z1[K];
+    for (uint32_t s = 0; s < K; ++s) {
+        const double* c = ppStates[s]->m_adCoeffs.data();
+        const double* z = ppStates[s]->m_adDelay.data();
+        b0[s] = c[0], b1[s] = c[1], b2[s] = c[2], a1[s] = c[4], a2[s] = c[5];
+        z0[s] = z[0], z1[s] = z[1];
+    }
+    for (uint32_t k = 0; k < n; ++k) {
+        float v = pInOut[k];
+        for (uint32_t s = 0; s < K; ++s) {
+            // RunBiquadBlock's arithmetic, and the float each separate call would hand on.
+            const double x = v;
+            const double y = b0[s] * x + z0[s];
+            z0[s] = (b1[s] * x + z1[s]) - a1[s] * y;
+            z1[s] = AntiDenormal((b2[s] * x) - a2[s] * y);
+            v = static_cast<float>(y);
+        }
+        pInOut[k] = v;
+    }
+    for (uint32_t s = 0; s < K; ++s) {
+        double* z = ppStates[s]->m_adDelay.data();
+        z[0] = z0[s], z[1] = z1[s];
+    }
+}
+
+} // namespace
+
+void ippsIIRBiquadChain64f_32f(uint32_t n, float* pInOut, QwIppIirState64f* const* ppStates, uint32_t uCount)
+{
+    for (uint32_t s = 0; s < uCount; ++s) {
+        if (!ppStates[s] || ppStates[s]->m_uOrder != 2 || ppStates[s]->m_uNumCascades != 1) {
+            QW_ASSERT(false);
+            return;
+        }
+    }
+    switch (uCount) {
+    case 1: RunBiquadChain<1>(n, pInOut, ppStates); break;
+    case 2: RunBiquadChain<2>(n, pInOut, ppStates); break;
+    case 3: RunBiquadChain<3>(n, pInOut, ppStates); break;
+    case 4: RunBiquadChain<4>(n, pInOut, ppStates); break;
+    default: QW_ASSERT(false); break;
+    }
+}
+
 void ippsIIR_32f(uint32_t n, const float* pSrc, float* pDst, QwIppIirState32f* pState)
 {
     IirBlock(n, pSrc, pDst, pState);

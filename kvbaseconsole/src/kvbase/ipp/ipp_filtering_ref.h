@@ -68,6 +68,10 @@ bool ippsIIRInit_BiQuad_32f(QwIppIirState32f** ppState, const float* pTaps, uint
 double ippsIIROne64f_32f(double x, QwIppIirState64f* pState);
 float ippsIIROne_32f(float x, QwIppIirState32f* pState);
 void ippsIIR64f_32f(uint32_t n, const double* pSrc, double* pDst, QwIppIirState64f* pState);
+// n float samples in place through uCount (1 to 4) states that are each one biquad, in turn
+// sample by sample: the values of uCount calls of ippsIIR64f_32f with float in between, while
+// the sections' recursions overlap in the pipeline instead of running one after another.
+void ippsIIRBiquadChain64f_32f(uint32_t n, float* pInOut, QwIppIirState64f* const* ppStates, uint32_t uCount);
 void ippsIIR_32f(uint32_t n, const float* pSrc, float* pDst, QwIppIirState32f* pState);
 
 // Copies all coefficients in as they stand (no scaling).

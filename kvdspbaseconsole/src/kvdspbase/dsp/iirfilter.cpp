@@ -46,3 +46,19 @@ void IirFilter::Process(uint32_t uSamples, const float* pInput, float* pOutput)
         uDone += n;
     }
 }
+
+void IirFilter::ProcessChain(uint32_t uSamples, float* pInOut, IirFilter* const* ppFilters, uint32_t uCount)
+{
+    QwIppIirState64f* apStates[MAX_CHAIN];
+    for (uint32_t i = 0; i < uCount && i < MAX_CHAIN; ++i) {
+        if (!ppFilters[i]->IsSingleBiquad()) {
+            QW_ASSERT(false);
+            return;
+        }
+        apStates[i] = ppFilters[i]->m_pState;
+    }
+    QW_ASSERT(uCount <= MAX_CHAIN);
+    if (uCount == 0 || uCount > MAX_CHAIN)
+        return;
+    ippsIIRBiquadChain64f_32f(uSamples, pInOut, apStates, uCount);
+}

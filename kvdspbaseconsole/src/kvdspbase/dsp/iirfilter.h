@@ -17,6 +17,13 @@ public:
     void Process(uint32_t uSamples, const float* pInput, float* pOutput);
     void Process(uint32_t uSamples, float* pInOut) { Process(uSamples, pInOut, pInOut); }
 
+    // True for one second-order section with its state: a filter ProcessChain takes.
+    bool IsSingleBiquad() const { return m_pState && m_uOrder == 2 && m_uNumBiquads == 1; }
+    // uCount (at most MAX_CHAIN) single biquads in turn over the same samples: the values of
+    // calling Process on each in order, with the sections' recursions overlapping.
+    static const uint32_t MAX_CHAIN = 4;
+    static void ProcessChain(uint32_t uSamples, float* pInOut, IirFilter* const* ppFilters, uint32_t uCount);
+
 private:
     static const uint32_t CHUNK_SIZE = 256;
 
