@@ -300,14 +300,15 @@ void SkrelDelayDsp::DesignCharacterFilter()
     m_pCharacterFilter->SetTaps(adCoeffs, false);
 }
 
-float SkrelDelayDsp::ApplyCharacter(float in_fValue)
+template <uint32_t MODE>
+inline float SkrelDelayDsp::Character(float in_fValue)
 {
     float v = in_fValue;
-    switch (m_uMode) {
-    case DELAY_MODE_SINE:
+    if (MODE == DELAY_MODE_SINE) {
         // Unclamped: a hot signal folds over.
         return std::sin(v * HALF_PI * m_fSineDrive) / m_fSineNorm;
-    case DELAY_MODE_SOFT_SINE: {
+    }
+    if (MODE == DELAY_MODE_SOFT_SINE) {
         v = std::sin(v * HALF_PI * m_fSoftDrive) / m_fSoftNorm;
         if (m_fSoftGain != 1.0f) {
             const double u = static_cast<double>(m_fSoftGain * v);
@@ -315,14 +316,13 @@ float SkrelDelayDsp::ApplyCharacter(float in_fValue)
         }
         return v;
     }
-    case DELAY_MODE_KNEE: {
+    if (MODE == DELAY_MODE_KNEE) {
         // The polarity flips on every pass, even at the gentlest setting; this is deliberate.
         const float s = v >= 0.0f ? -1.0f : 1.0f;
         const float n = m_fKneeExponent;
         return s * std::pow(std::atan(std::pow(std::fabs(v), n)), 1.0f / n);
     }
-    case DELAY_MODE_BITS_MAGNITUDE:
-    case DELAY_MODE_BITS_TWOS: {
+    if (MODE == DELAY_MODE_BITS_MAGNITUDE || MODE == DELAY_MODE_BITS_TWOS) {
         const uint32_t uLength = m_averageRing.size();
         if (uLength != 0) {
             float* pRing = m_averageRing.data();
@@ -333,7 +333,7 @@ float SkrelDelayDsp::ApplyCharacter(float in_fValue)
             v = m_fAverageSum / static_cast<float>(uLength);
         }
         v = Clamp(v, -1.0f, 1.0f);
-        if (m_uMode == DELAY_MODE_BITS_MAGNITUDE) {
+        if (MODE == DELAY_MODE_BITS_MAGNITUDE) {
             const bool bNegative = v < 0.0f;
             uint32_t q = static_cast<uint32_t>(static_cast<int32_t>(static_cast<double>(std::fabs(v)) * FULL_SCALE));
             q &= m_uBitMask;
@@ -353,8 +353,18 @@ float SkrelDelayDsp::ApplyCharacter(float in_fValue)
             v -= ANTI_DENORMAL;
         return v;
     }
-    default:
-        return v;
+    return v;
+}
+
+float SkrelDelayDsp::ApplyCharacter(float in_fValue)
+{
+    switch (m_uMode) {
+    case DELAY_MODE_SINE: return Character<DELAY_MODE_SINE>(in_fValue);
+    case DELAY_MODE_SOFT_SINE: return Character<DELAY_MODE_SOFT_SINE>(in_fValue);
+    case DELAY_MODE_KNEE: return Character<DELAY_MODE_KNEE>(in_fValue);
+    case DELAY_MODE_BITS_MAGNITUDE: return Character<DELAY_MODE_BITS_MAGNITUDE>(in_fValue);
+    case DELAY_MODE_BITS_TWOS: return Character<DELAY_MODE_BITS_TWOS>(in_fValue);
+    default: return in_fValue;
     }
 }
 
@@ -397,7 +407,10 @@ float SkrelDelayDsp::LimitOutput(float in_fValue) const
     return y;
 }
 
-uint32_t SkrelDelayDsp::Process(uint32_t in_uFrames, float* io_pSamples)
+// The loop for one mode, its character stage inlined; MODE = NUM_DELAY_MODES is the loop for
+// a mode known only at run time (and the guard against a bad one).
+template <uint32_t MODE>
+uint32_t SkrelDelayDsp::Run(uint32_t in_uFrames, float* io_pSamples)
 {
     float* pLine = m_delayBuffer.data();
     const uint32_t uSize = m_delayBuffer.size();
@@ -411,7 +424,9 @@ uint32_t SkrelDelayDsp::Process(uint32_t in_uFrames, float* io_pSamples)
     const float fRate = static_cast<float>(m_uSampleRate);
     const float fWetScale = m_fWetGain * m_fWetTrim;
     const bool bLimit = m_fFeedbackPercent > 100.0f;
-    const bool bCharacterFilter = m_uMode != DELAY_MODE_CLEAN;
+    const bool bCharacterFilter = MODE == NUM_DELAY_MODES ? m_uMode != DELAY_MODE_CLEAN : MODE != DELAY_MODE_CLEAN;
+    // The designs are single biquads; their inline form is taken when all three are.
+    const bool bInline = lowCut.IsSingleBiquad() && highCut.IsSingleBiquad() && characterFilter.IsSingleBiquad();
     const float fTarget = ClampedDelayMs();
 
     for (uint32_t n = 0; n < in_uFrames; ++n) {
@@ -437,14 +452,20 @@ uint32_t SkrelDelayDsp::Process(uint32_t in_uFrames, float* io_pSamples)
             m_fRead -= fLastIndex;
 
         float v = y * m_fFeedbackGain + x * m_fInputGain;
-        if (m_uMode >= NUM_DELAY_MODES) {
+        if (MODE == NUM_DELAY_MODES && m_uMode >= NUM_DELAY_MODES) {
             QW_ASSERT(m_uMode < NUM_DELAY_MODES);
             break;
         }
-        v = ApplyCharacter(v);
-        if (bCharacterFilter)
-            v = characterFilter.ProcessSample(v);
-        v = highCut.ProcessSample(lowCut.ProcessSample(v));
+        v = MODE == NUM_DELAY_MODES ? ApplyCharacter(v) : Character<MODE>(v);
+        if (bInline) {
+            if (bCharacterFilter)
+                v = characterFilter.ProcessSampleBiquad(v);
+            v = highCut.ProcessSampleBiquad(lowCut.ProcessSampleBiquad(v));
+        } else {
+            if (bCharacterFilter)
+                v = characterFilter.ProcessSample(v);
+            v = highCut.ProcessSample(lowCut.ProcessSample(v));
+        }
         QW_ASSERT(m_iWrite < uSize);
         pLine[m_iWrite] = v;
         m_iWrite = (m_iWrite + 1) % uSize;
@@ -471,4 +492,17 @@ uint32_t SkrelDelayDsp::Process(uint32_t in_uFrames, float* io_pSamples)
         }
     }
     return in_uFrames;
+}
+
+uint32_t SkrelDelayDsp::Process(uint32_t in_uFrames, float* io_pSamples)
+{
+    switch (m_uMode) {
+    case DELAY_MODE_SINE: return Run<DELAY_MODE_SINE>(in_uFrames, io_pSamples);
+    case DELAY_MODE_SOFT_SINE: return Run<DELAY_MODE_SOFT_SINE>(in_uFrames, io_pSamples);
+    case DELAY_MODE_KNEE: return Run<DELAY_MODE_KNEE>(in_uFrames, io_pSamples);
+    case DELAY_MODE_BITS_MAGNITUDE: return Run<DELAY_MODE_BITS_MAGNITUDE>(in_uFrames, io_pSamples);
+    case DELAY_MODE_BITS_TWOS: return Run<DELAY_MODE_BITS_TWOS>(in_uFrames, io_pSamples);
+    case DELAY_MODE_CLEAN: return Run<DELAY_MODE_CLEAN>(in_uFrames, io_pSamples);
+    default: return Run<NUM_DELAY_MODES>(in_uFrames, io_pSamples);
+    }
 }

@@ -67,6 +67,10 @@ public:
     static const float DELAY_MAX_MS;
 
 private:
+    template <uint32_t MODE>
+    float Character(float in_fValue);
+    template <uint32_t MODE>
+    uint32_t Run(uint32_t in_uFrames, float* io_pSamples);
     void UpdateLfoTerms();
     void UpdateModeGains();
     void RebuildAverageRing();

@@ -264,7 +264,8 @@ bool ippsIIRInit_BiQuad_32f(QwIppIirState32f** ppState, const float* pTaps, uint
     return IirInit(ppState, pTaps, 2u, uNumBq, pDlyLine);
 }
 
-// One biquad, one sample: RunSection's arithmetic with N = 2, written out.
+// One biquad, one sample: RunSection's arithmetic with N = 2, written out (the double version
+// is the header's ippsIIROneBiquad64f_32f; a test holds the two to the same values).
 template <class T>
 inline T IirOneBiquad(T x, QwIppIirState<T>& rState)
 {

@@ -68,6 +68,19 @@ bool ippsIIRInit_BiQuad_32f(QwIppIirState32f** ppState, const float* pTaps, uint
 double ippsIIROne64f_32f(double x, QwIppIirState64f* pState);
 float ippsIIROne_32f(float x, QwIppIirState32f* pState);
 void ippsIIR64f_32f(uint32_t n, const double* pSrc, double* pDst, QwIppIirState64f* pState);
+// One sample through a state that is one biquad (order 2, one section), inline for loops that
+// feed each output back: ippsIIROne64f_32f's arithmetic, anti-denormal offset included.
+inline double ippsIIROneBiquad64f_32f(double x, QwIppIirState64f& rState)
+{
+    const double* c = rState.m_adCoeffs.data();
+    double* z = rState.m_adDelay.data();
+    const double y = c[0] * x + z[0];
+    z[0] = (c[1] * x + z[1]) - c[4] * y;
+    double z1 = ((c[2] * x) - c[5] * y) + 1e-10;
+    z[1] = (z1 > -1e-10 && z1 < 1e-10) ? 0.0 : z1;
+    return y;
+}
+
 // n float samples in place through uCount (1 to 4) states that are each one biquad, in turn
 // sample by sample: the values of uCount calls of ippsIIR64f_32f with float in between, while
 // the sections' recursions overlap in the pipeline instead of running one after another.

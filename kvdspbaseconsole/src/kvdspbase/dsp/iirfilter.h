@@ -13,6 +13,11 @@ public:
 
     // Without a state: reports "false" and returns the input.
     float ProcessSample(float fIn);
+    // ProcessSample inline, for a filter IsSingleBiquad() has said yes to.
+    float ProcessSampleBiquad(float fIn)
+    {
+        return static_cast<float>(ippsIIROneBiquad64f_32f(static_cast<double>(fIn), *m_pState));
+    }
     // Chunks of at most 256 samples through the double scratch. Allocates nothing.
     void Process(uint32_t uSamples, const float* pInput, float* pOutput);
     void Process(uint32_t uSamples, float* pInOut) { Process(uSamples, pInOut, pInOut); }
