@@ -368,7 +368,7 @@ float SkrelDelayDsp::ApplyCharacter(float in_fValue)
     }
 }
 
-float SkrelDelayDsp::ReadCubic(float in_fPos, const float* in_pLine, uint32_t in_uSize) const
+inline float SkrelDelayDsp::ReadCubic(float in_fPos, const float* in_pLine, uint32_t in_uSize) const
 {
     const uint32_t i = static_cast<uint32_t>(in_fPos);
     const float t = in_fPos - static_cast<float>(i);
