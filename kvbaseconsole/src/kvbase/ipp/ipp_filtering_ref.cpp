@@ -345,6 +345,24 @@ void ippsIIRBiquadChain64f_32f(uint32_t n, float* pInOut, QwIppIirState64f* cons
     }
 }
 
+bool ippsIIRGetFirstOrder_32f(const QwIppIirState32f* pState, QwIppFirstOrder32f& out_section)
+{
+    if (!pState || pState->m_uOrder != 1 || pState->m_uNumCascades != 1)
+        return false;
+    const float* c = pState->m_adCoeffs.data();
+    out_section = QwIppFirstOrder32f{c[0], c[1], c[3], pState->m_adDelay.data()[0]};
+    return true;
+}
+
+void ippsIIRSetFirstOrderDelay_32f(QwIppIirState32f* pState, const QwIppFirstOrder32f& in_section)
+{
+    if (!pState || pState->m_uOrder != 1 || pState->m_uNumCascades != 1) {
+        QW_ASSERT(false);
+        return;
+    }
+    pState->m_adDelay.data()[0] = in_section.z0;
+}
+
 void ippsIIR_32f(uint32_t n, const float* pSrc, float* pDst, QwIppIirState32f* pState)
 {
     IirBlock(n, pSrc, pDst, pState);

@@ -81,6 +81,24 @@ inline double ippsIIROneBiquad64f_32f(double x, QwIppIirState64f& rState)
     return y;
 }
 
+// A first-order float section copied into locals, for loops that run several recursions side by
+// side: Run is the primitive's arithmetic for order 1 (anti-denormal offset included), and the
+// state goes back with ippsIIRSetFirstOrderDelay_32f.
+struct QwIppFirstOrder32f
+{
+    float b0, b1, a1, z0;
+    float Run(float x)
+    {
+        const float y = b0 * x + z0;
+        const float z = ((b1 * x) - a1 * y) + 1e-10f;
+        z0 = (z > -1e-10f && z < 1e-10f) ? 0.0f : z;
+        return y;
+    }
+};
+// False (and nothing copied) unless the state is one first-order section.
+bool ippsIIRGetFirstOrder_32f(const QwIppIirState32f* pState, QwIppFirstOrder32f& out_section);
+void ippsIIRSetFirstOrderDelay_32f(QwIppIirState32f* pState, const QwIppFirstOrder32f& in_section);
+
 // n float samples in place through uCount (1 to 4) states that are each one biquad, in turn
 // sample by sample: the values of uCount calls of ippsIIR64f_32f with float in between, while
 // the sections' recursions overlap in the pipeline instead of running one after another.
