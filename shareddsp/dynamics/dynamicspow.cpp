@@ -1,4 +1,5 @@
 #include "shareddsp/dynamics/dynamicspow.h"
+#include <cmath>
 #include <cstring>
 #include "shareddsp/dynamics/dynamicspowconsts.h"
 
@@ -21,7 +22,7 @@ double PowOne(float in_fBase, double in_dExponent)
     const double z = s * s;
     double p = LOG_COEFFS[7];
     for (int i = 6; i >= 0; --i)
-        p = p * z + LOG_COEFFS[i];
+        p = std::fma(p, z, LOG_COEFFS[i]);
     const double dK = k;
     // ln r = k ln2 + s p, the large part last so that its rounding is the only one that counts.
     double y = in_dExponent * (dK * LN2_LO + s * p + dK * LN2_HI);
@@ -31,7 +32,7 @@ double PowOne(float in_fBase, double in_dExponent)
     const double f = (y - n * LN2_HI) - n * LN2_LO;
     double e = EXP_COEFFS[12];
     for (int i = 11; i >= 0; --i)
-        e = e * f + EXP_COEFFS[i];
+        e = std::fma(e, f, EXP_COEFFS[i]);
     // The low bits of dRounded hold n in two's complement; |n| < 300, so n + 1023 fills the
     // exponent field exactly and the rest shifts out.
     uint64_t uRounded;
@@ -51,13 +52,19 @@ void DynamicsPowPortable(uint32_t in_uCount, const float* in_pBase, float in_fEx
         out_pResult[i] = static_cast<float>(PowOne(in_pBase[i], dExponent));
 }
 
+void DynamicsPowLibm(uint32_t in_uCount, const float* in_pBase, float in_fExponent, float* out_pResult)
+{
+    for (uint32_t i = 0; i < in_uCount; ++i)
+        out_pResult[i] = std::pow(in_pBase[i], in_fExponent);
+}
+
 DynamicsPowFn DynamicsPowKernel()
 {
 #if defined(__x86_64__)
     // After the first call the check reads a word the runtime keeps; no lock, no static.
     __builtin_cpu_init();
-    return __builtin_cpu_supports("avx2") ? &DynamicsPowAvx2 : &DynamicsPowPortable;
-#else
-    return &DynamicsPowPortable;
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
+        return &DynamicsPowAvx2;
 #endif
+    return &DynamicsPowLibm;
 }
