@@ -494,15 +494,110 @@ uint32_t SkrelDelayDsp::Run(uint32_t in_uFrames, float* io_pSamples)
     return in_uFrames;
 }
 
+// The loop in passes over chunks whose reads all lie behind the chunk's writes: the read head
+// and its glide first, then the character stage, the filters and the writes. Each pass keeps
+// the per-sample order of its own state, and no value read in a chunk is written in it, so the
+// results are those of the sample-by-sample loop; the libm calls of the character stage no
+// longer wait on the filters' feedback and overlap one another.
+template <uint32_t MODE>
+uint32_t SkrelDelayDsp::RunChunked(uint32_t in_uFrames, float* io_pSamples)
+{
+    float* pLine = m_delayBuffer.data();
+    const uint32_t uSize = m_delayBuffer.size();
+    if (uSize == 0 || !m_pLowCut || !m_pHighCut || !m_pCharacterFilter)
+        return in_uFrames;
+    IirFilter& lowCut = *m_pLowCut.raw();
+    IirFilter& highCut = *m_pHighCut.raw();
+    IirFilter& characterFilter = *m_pCharacterFilter.raw();
+    if (!lowCut.IsSingleBiquad() || !highCut.IsSingleBiquad() || !characterFilter.IsSingleBiquad())
+        return Run<MODE>(in_uFrames, io_pSamples);
+    const float fSize = static_cast<float>(uSize);
+    const float fLastIndex = static_cast<float>(uSize) - 1.0f;
+    const float fRate = static_cast<float>(m_uSampleRate);
+    const float fWetScale = m_fWetGain * m_fWetTrim;
+    const bool bLimit = m_fFeedbackPercent > 100.0f;
+    const float fTarget = ClampedDelayMs();
+    const float fFeedbackGain = m_fFeedbackGain;
+    const float fInputGain = m_fInputGain;
+    const float fDryGain = m_fDryGain;
+
+    float afY[RUN_CHUNK];
+    float afV[RUN_CHUNK];
+    uint32_t auWrite[RUN_CHUNK];
+    for (uint32_t uDone = 0; uDone < in_uFrames;) {
+        // Write minus read, round the ring: the chunk's reads (LFO swing, cubic taps and a
+        // glide of at most a sample a sample included) stay clear of its writes on both sides.
+        const uint32_t uRead = static_cast<uint32_t>(m_fRead);
+        const uint32_t uGap = (m_iWrite + uSize - uRead % uSize) % uSize;
+        const uint32_t uMargin = static_cast<uint32_t>(std::fabs(m_fLfoDepthSamples)) + 8u;
+        uint32_t uChunk = in_uFrames - uDone < RUN_CHUNK ? in_uFrames - uDone : RUN_CHUNK;
+        while (uChunk > 1 && !(uGap > 2 * uChunk + uMargin && uGap + 2 * uChunk + uMargin < uSize))
+            uChunk /= 2;
+        float* pIo = io_pSamples + uDone;
+
+        uint32_t uWrite = m_iWrite;
+        for (uint32_t n = 0; n < uChunk; ++n) {
+            const uint32_t uPhase = m_uLfoPhase++;
+            float fPos = m_fRead;
+            if (m_fLfoDepthSamples != 0.0f)
+                fPos = std::sin(static_cast<float>(uPhase) * m_fLfoPhaseInc) * m_fLfoDepthSamples + m_fRead;
+            if (fPos < 0.0f) {
+                fPos += fSize;
+                QW_ASSERT(fPos >= 0.0f);
+                if (fPos < 0.0f)
+                    fPos = 0.0f;
+            }
+            afY[n] = ReadCubic(fPos, pLine, uSize);
+            m_fRead += 1.0f;
+            if (m_fRead > fLastIndex)
+                m_fRead -= fLastIndex;
+            QW_ASSERT(uWrite < uSize);
+            auWrite[n] = uWrite;
+            uWrite = (uWrite + 1) % uSize;
+            m_fTargetDelayMs = fTarget;
+            if (m_fCurrentDelayMs != fTarget) {
+                float d = fTarget - m_fCurrentDelayMs;
+                if (std::fabs(fRate * d * 0.001f) > 1.0f)
+                    d = d >= 0.0f ? m_fMsPerSample : -m_fMsPerSample;
+                m_fDelayStepMs = d;
+                m_fCurrentDelayMs += d;
+                m_fRead = static_cast<float>(uWrite) -
+                          static_cast<float>(MsToSamples(m_fCurrentDelayMs, m_uSampleRate) + 1u);
+                if (m_fRead < 0.0f)
+                    m_fRead += fSize;
+                QW_ASSERT(m_fRead >= 0.0f && m_fRead <= m_delayBuffer.size()-1.0f);
+                UpdateLfoTerms();
+            }
+        }
+        for (uint32_t n = 0; n < uChunk; ++n)
+            afV[n] = Character<MODE>(afY[n] * fFeedbackGain + pIo[n] * fInputGain);
+        for (uint32_t n = 0; n < uChunk; ++n) {
+            float v = afV[n];
+            if (MODE != DELAY_MODE_CLEAN)
+                v = characterFilter.ProcessSampleBiquad(v);
+            v = highCut.ProcessSampleBiquad(lowCut.ProcessSampleBiquad(v));
+            pLine[auWrite[n]] = v;
+        }
+        for (uint32_t n = 0; n < uChunk; ++n) {
+            // The limit shapes what is heard only; the loop itself is left to grow.
+            const float y = bLimit ? LimitOutput(afY[n]) : afY[n];
+            pIo[n] = fWetScale * y + fDryGain * pIo[n];
+        }
+        m_iWrite = uWrite;
+        uDone += uChunk;
+    }
+    return in_uFrames;
+}
+
 uint32_t SkrelDelayDsp::Process(uint32_t in_uFrames, float* io_pSamples)
 {
     switch (m_uMode) {
-    case DELAY_MODE_SINE: return Run<DELAY_MODE_SINE>(in_uFrames, io_pSamples);
-    case DELAY_MODE_SOFT_SINE: return Run<DELAY_MODE_SOFT_SINE>(in_uFrames, io_pSamples);
-    case DELAY_MODE_KNEE: return Run<DELAY_MODE_KNEE>(in_uFrames, io_pSamples);
-    case DELAY_MODE_BITS_MAGNITUDE: return Run<DELAY_MODE_BITS_MAGNITUDE>(in_uFrames, io_pSamples);
-    case DELAY_MODE_BITS_TWOS: return Run<DELAY_MODE_BITS_TWOS>(in_uFrames, io_pSamples);
-    case DELAY_MODE_CLEAN: return Run<DELAY_MODE_CLEAN>(in_uFrames, io_pSamples);
+    case DELAY_MODE_SINE: return RunChunked<DELAY_MODE_SINE>(in_uFrames, io_pSamples);
+    case DELAY_MODE_SOFT_SINE: return RunChunked<DELAY_MODE_SOFT_SINE>(in_uFrames, io_pSamples);
+    case DELAY_MODE_KNEE: return RunChunked<DELAY_MODE_KNEE>(in_uFrames, io_pSamples);
+    case DELAY_MODE_BITS_MAGNITUDE: return RunChunked<DELAY_MODE_BITS_MAGNITUDE>(in_uFrames, io_pSamples);
+    case DELAY_MODE_BITS_TWOS: return RunChunked<DELAY_MODE_BITS_TWOS>(in_uFrames, io_pSamples);
+    case DELAY_MODE_CLEAN: return RunChunked<DELAY_MODE_CLEAN>(in_uFrames, io_pSamples);
     default: return Run<NUM_DELAY_MODES>(in_uFrames, io_pSamples);
     }
 }
