@@ -215,6 +215,29 @@ void PrefilterDsp::ProcessModulated(FilterState& io_filter, uint32_t in_uFrames,
     }
 }
 
+bool PrefilterDsp::ProcessPair(PrefilterDsp& io_first, PrefilterDsp& io_second, uint32_t in_uFrames,
+                               float* io_pFirst, float* io_pSecond)
+{
+    IirFilter* apChains[2][IirFilter::MAX_CHAIN];
+    uint32_t auCount[2] = {0, 0};
+    PrefilterDsp* apDsp[2] = {&io_first, &io_second};
+    for (uint32_t c = 0; c < 2; ++c) {
+        for (uint32_t i = 0; i < apDsp[c]->m_filters.size(); ++i) {
+            FilterState* pFilter = apDsp[c]->Filter(i);
+            if (!pFilter)
+                continue;
+            IirFilter* pBiquad = pFilter->m_uMode == FILTER_MODE_STATIC ? pFilter->StaticBiquad() : nullptr;
+            if (!pBiquad || auCount[c] == IirFilter::MAX_CHAIN)
+                return false;
+            apChains[c][auCount[c]++] = pBiquad;
+        }
+    }
+    if (auCount[0] != auCount[1] || auCount[0] == 0)
+        return false;
+    IirFilter::ProcessChainPair(in_uFrames, io_pFirst, io_pSecond, apChains[0], apChains[1], auCount[0]);
+    return true;
+}
+
 void PrefilterDsp::Process(uint32_t in_uFrames, float* io_pSamples)
 {
     // Consecutive static biquads run as one chain, sample by sample through all of them: the

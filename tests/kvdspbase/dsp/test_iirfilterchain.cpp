@@ -1,8 +1,10 @@
 // The IIR filters' fused paths bit for bit against the plain ones: ProcessChain against the
 // sections run one after another (one to four, over uneven block lengths), the inline biquad
-// against ProcessSample, and a first-order section run from locals against Process.
+// against ProcessSample, a first-order section run from locals against Process, and the
+// two-channel pair (SSE2 lanes) against two chains.
 #include <gtest/gtest.h>
 #include <cmath>
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <random>
@@ -89,5 +91,48 @@ TEST(IirFilterChain, FirstOrderInLocalsEqualsProcess)
     inLocals.Process(1, &fA);
     processed.Process(1, &fB);
     EXPECT_EQ(fA, fB);
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+TEST(IirFilterChain, PairEqualsTwoChains)
+{
+    TestHost host;
+    // Different designs on the two channels, so that a lane mix-up shows.
+    double low[6], peak[6], high[6], band[6];
+    DesignHighPass(low, 48000.0, 25.0, 0.7);
+    DesignPeaking(peak, 48000.0, 1000.0, 6.0, 1.0);
+    DesignLowPass(high, 48000.0, 9000.0, 0.7);
+    DesignBandPass(band, 48000.0, 300.0, 2.0);
+    const double* const designs[2][3] = {{low, peak, high}, {band, high, low}};
+    std::mt19937 rng(11);
+    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
+    for (uint32_t uCount = 1; uCount <= 3; ++uCount) {
+        std::vector<std::unique_ptr<IirFilter>> filters[2][2]; // [channel][pair or single]
+        IirFilter* apPair[2][3];
+        IirFilter* apSingle[2][3];
+        std::vector<float> pair[2], single[2];
+        for (int c = 0; c < 2; ++c) {
+            for (uint32_t s = 0; s < uCount; ++s) {
+                filters[c][0].emplace_back(new IirFilter(2, designs[c][s], 1));
+                filters[c][1].emplace_back(new IirFilter(2, designs[c][s], 1));
+                apPair[c][s] = filters[c][0].back().get();
+                apSingle[c][s] = filters[c][1].back().get();
+            }
+            pair[c].resize(4000);
+            for (float& f : pair[c])
+                f = dist(rng);
+            // Then silence, where the anti-denormal offset decides.
+            std::fill(pair[c].begin() + 3000, pair[c].end(), 0.0f);
+            single[c] = pair[c];
+        }
+        for (uint32_t uStart = 0; uStart < 4000; uStart += 500) {
+            IirFilter::ProcessChainPair(500, pair[0].data() + uStart, pair[1].data() + uStart, apPair[0], apPair[1],
+                                        uCount);
+            for (int c = 0; c < 2; ++c)
+                IirFilter::ProcessChain(500, single[c].data() + uStart, apSingle[c], uCount);
+        }
+        for (int c = 0; c < 2; ++c)
+            EXPECT_EQ(0, std::memcmp(pair[c].data(), single[c].data(), 4000 * sizeof(float))) << uCount << " " << c;
+    }
     EXPECT_EQ(host.asserts.Total(), 0u);
 }

@@ -1,6 +1,9 @@
 #include "kvbase/ipp/ipp_filtering_ref.h"
 #include <cstring>
 #include "kvbase/ipp/ipp_vector_ref.h"
+#if defined(__x86_64__)
+#include <emmintrin.h>
+#endif
 
 // ---- FIR ----
 
@@ -361,6 +364,72 @@ void ippsIIRSetFirstOrderDelay_32f(QwIppIirState32f* pState, const QwIppFirstOrd
         return;
     }
     pState->m_adDelay.data()[0] = in_section.z0;
+}
+
+#if defined(__x86_64__)
+namespace {
+
+// Lane 0 carries channel 0, lane 1 channel 1; every step is the scalar chain's, lane by lane.
+template <uint32_t K>
+void RunBiquadChainPair(uint32_t n, float* p0, float* p1, QwIppIirState64f* const* s0, QwIppIirState64f* const* s1)
+{
+    __m128d b0[K], b1[K], b2[K], a1[K], a2[K], z0[K], z1[K];
+    for (uint32_t s = 0; s < K; ++s) {
+        const double* c0 = s0[s]->m_adCoeffs.data();
+        const double* c1 = s1[s]->m_adCoeffs.data();
+        b0[s] = _mm_set_pd(c1[0], c0[0]), b1[s] = _mm_set_pd(c1[1], c0[1]), b2[s] = _mm_set_pd(c1[2], c0[2]);
+        a1[s] = _mm_set_pd(c1[4], c0[4]), a2[s] = _mm_set_pd(c1[5], c0[5]);
+        z0[s] = _mm_set_pd(s1[s]->m_adDelay.data()[0], s0[s]->m_adDelay.data()[0]);
+        z1[s] = _mm_set_pd(s1[s]->m_adDelay.data()[1], s0[s]->m_adDelay.data()[1]);
+    }
+    const __m128d offset = _mm_set1_pd(1e-10), minusOffset = _mm_set1_pd(-1e-10);
+    for (uint32_t k = 0; k < n; ++k) {
+        __m128 v = _mm_unpacklo_ps(_mm_load_ss(p0 + k), _mm_load_ss(p1 + k));
+        for (uint32_t s = 0; s < K; ++s) {
+            const __m128d x = _mm_cvtps_pd(v);
+            const __m128d y = _mm_add_pd(_mm_mul_pd(b0[s], x), z0[s]);
+            z0[s] = _mm_sub_pd(_mm_add_pd(_mm_mul_pd(b1[s], x), z1[s]), _mm_mul_pd(a1[s], y));
+            const __m128d z = _mm_add_pd(_mm_sub_pd(_mm_mul_pd(b2[s], x), _mm_mul_pd(a2[s], y)), offset);
+            const __m128d tiny = _mm_and_pd(_mm_cmpgt_pd(z, minusOffset), _mm_cmplt_pd(z, offset));
+            z1[s] = _mm_andnot_pd(tiny, z);
+            v = _mm_cvtpd_ps(y);
+        }
+        _mm_store_ss(p0 + k, v);
+        _mm_store_ss(p1 + k, _mm_shuffle_ps(v, v, 1));
+    }
+    for (uint32_t s = 0; s < K; ++s) {
+        _mm_storel_pd(s0[s]->m_adDelay.data(), z0[s]);
+        _mm_storeh_pd(s1[s]->m_adDelay.data(), z0[s]);
+        _mm_storel_pd(s0[s]->m_adDelay.data() + 1, z1[s]);
+        _mm_storeh_pd(s1[s]->m_adDelay.data() + 1, z1[s]);
+    }
+}
+
+} // namespace
+#endif
+
+void ippsIIRBiquadChainPair64f_32f(uint32_t n, float* pInOut0, float* pInOut1, QwIppIirState64f* const* ppStates0,
+                                   QwIppIirState64f* const* ppStates1, uint32_t uCount)
+{
+    for (uint32_t s = 0; s < uCount; ++s) {
+        for (QwIppIirState64f* pState : {ppStates0[s], ppStates1[s]}) {
+            if (!pState || pState->m_uOrder != 2 || pState->m_uNumCascades != 1) {
+                QW_ASSERT(false);
+                return;
+            }
+        }
+    }
+#if defined(__x86_64__)
+    switch (uCount) {
+    case 1: RunBiquadChainPair<1>(n, pInOut0, pInOut1, ppStates0, ppStates1); return;
+    case 2: RunBiquadChainPair<2>(n, pInOut0, pInOut1, ppStates0, ppStates1); return;
+    case 3: RunBiquadChainPair<3>(n, pInOut0, pInOut1, ppStates0, ppStates1); return;
+    case 4: RunBiquadChainPair<4>(n, pInOut0, pInOut1, ppStates0, ppStates1); return;
+    default: break;
+    }
+#endif
+    ippsIIRBiquadChain64f_32f(n, pInOut0, ppStates0, uCount);
+    ippsIIRBiquadChain64f_32f(n, pInOut1, ppStates1, uCount);
 }
 
 void ippsIIR_32f(uint32_t n, const float* pSrc, float* pDst, QwIppIirState32f* pState)

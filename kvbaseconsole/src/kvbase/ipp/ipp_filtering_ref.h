@@ -103,6 +103,11 @@ void ippsIIRSetFirstOrderDelay_32f(QwIppIirState32f* pState, const QwIppFirstOrd
 // sample by sample: the values of uCount calls of ippsIIR64f_32f with float in between, while
 // the sections' recursions overlap in the pipeline instead of running one after another.
 void ippsIIRBiquadChain64f_32f(uint32_t n, float* pInOut, QwIppIirState64f* const* ppStates, uint32_t uCount);
+// Two such chains at once (two channels, uCount sections each), one per lane of an SSE2 pair of
+// doubles on x86-64: the values of ippsIIRBiquadChain64f_32f on each, with the two channels'
+// recursions side by side. Elsewhere it runs the two chains in turn.
+void ippsIIRBiquadChainPair64f_32f(uint32_t n, float* pInOut0, float* pInOut1, QwIppIirState64f* const* ppStates0,
+                                   QwIppIirState64f* const* ppStates1, uint32_t uCount);
 void ippsIIR_32f(uint32_t n, const float* pSrc, float* pDst, QwIppIirState32f* pState);
 
 // Copies all coefficients in as they stand (no scaling).

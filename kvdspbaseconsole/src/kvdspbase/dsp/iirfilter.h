@@ -28,6 +28,9 @@ public:
     // calling Process on each in order, with the sections' recursions overlapping.
     static const uint32_t MAX_CHAIN = 4;
     static void ProcessChain(uint32_t uSamples, float* pInOut, IirFilter* const* ppFilters, uint32_t uCount);
+    // Two chains of the same length over two channels at once: the values of ProcessChain on each.
+    static void ProcessChainPair(uint32_t uSamples, float* pInOut0, float* pInOut1, IirFilter* const* ppFilters0,
+                                 IirFilter* const* ppFilters1, uint32_t uCount);
 
 private:
     static const uint32_t CHUNK_SIZE = 256;
