@@ -44,6 +44,18 @@ void AddGuard(uint32_t in_uSamples, float* io_pSamples, uint32_t& io_uCount)
 // Samples per pass of Process: the targets of one pass stand in two arrays on the stack.
 const uint32_t CHUNK = 64;
 
+// r^1 is r, exactly (powf returns it too): the expander's usual ratio of 2 needs no power.
+void PowTargets(uint32_t in_uSamples, const float* in_pRatio, float in_fExponent, DynamicsPowFn in_pfnPow,
+                float* out_pTargets)
+{
+    if (in_fExponent == 1.0f) {
+        for (uint32_t i = 0; i < in_uSamples; ++i)
+            out_pTargets[i] = in_pRatio[i];
+    } else {
+        in_pfnPow(in_uSamples, in_pRatio, in_fExponent, out_pTargets);
+    }
+}
+
 // The static targets are computed in passes of their own, ahead of the smoothing loop: the
 // ratios, then r^e for the whole pass in one vector kernel (the float results of powf), then
 // the choice of the samples where the target applies. Inside the loop the pow calls would
@@ -54,7 +66,7 @@ void CompressorTargets(uint32_t in_uSamples, const float* in_pSamples, float in_
     float afRatio[CHUNK];
     for (uint32_t i = 0; i < in_uSamples; ++i)
         afRatio[i] = std::fabs(in_pSamples[i]) / in_fThreshold;
-    in_pfnPow(in_uSamples, afRatio, in_fExponent, out_pTargets);
+    PowTargets(in_uSamples, afRatio, in_fExponent, in_pfnPow, out_pTargets);
     for (uint32_t i = 0; i < in_uSamples; ++i) {
         const float x = std::fabs(in_pSamples[i]);
         // Beyond the largest float (an infinite sample) the kernel's domain ends: powf itself.
@@ -70,7 +82,7 @@ void ExpanderTargets(uint32_t in_uSamples, const float* in_pSamples, float in_fT
     float afRatio[CHUNK];
     for (uint32_t i = 0; i < in_uSamples; ++i)
         afRatio[i] = std::fabs(in_pSamples[i]) / in_fThreshold;
-    in_pfnPow(in_uSamples, afRatio, in_fExponent, out_pTargets);
+    PowTargets(in_uSamples, afRatio, in_fExponent, in_pfnPow, out_pTargets);
     for (uint32_t i = 0; i < in_uSamples; ++i) {
         const float x = std::fabs(in_pSamples[i]);
         out_pTargets[i] = x < in_fThreshold && x >= EXPANDER_FLOOR ? out_pTargets[i] : 1.0f;
