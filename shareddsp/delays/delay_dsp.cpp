@@ -1,9 +1,11 @@
 #include "shareddsp/delays/delay_dsp.h"
+#include <cfloat>
 #include <cmath>
 #include "host/qwassert.h"
 #include "kvbase/common/common_allocator.h"
 #include "kvbase/common/common_cast.h"
 #include "kvdspbase/dsp/filtercoeffs.h"
+#include "shareddsp/dynamics/dynamicspow.h"
 
 const float SkrelDelayDsp::DELAY_MIN_MS = 40.0f;
 const float SkrelDelayDsp::DELAY_MAX_MS = 1000.0f;
@@ -520,6 +522,7 @@ uint32_t SkrelDelayDsp::RunChunked(uint32_t in_uFrames, float* io_pSamples)
     const float fFeedbackGain = m_fFeedbackGain;
     const float fInputGain = m_fInputGain;
     const float fDryGain = m_fDryGain;
+    const DynamicsPowFn pfnPow = MODE == DELAY_MODE_KNEE ? DynamicsPowKernel() : nullptr;
 
     float afY[RUN_CHUNK];
     float afV[RUN_CHUNK];
@@ -569,8 +572,34 @@ uint32_t SkrelDelayDsp::RunChunked(uint32_t in_uFrames, float* io_pSamples)
                 UpdateLfoTerms();
             }
         }
-        for (uint32_t n = 0; n < uChunk; ++n)
-            afV[n] = Character<MODE>(afY[n] * fFeedbackGain + pIo[n] * fInputGain);
+        if (MODE == DELAY_MODE_KNEE && pfnPow) {
+            // The knee's two powers through the block kernel (the float results of powf, but
+            // for a last-bit rounding now and then; powf itself where no vector unit serves);
+            // zero, denormal and non-finite values keep powf.
+            const float fExponent = m_fKneeExponent;
+            const float fInverse = 1.0f / fExponent;
+            float afA[RUN_CHUNK];
+            float afP[RUN_CHUNK];
+            for (uint32_t n = 0; n < uChunk; ++n) {
+                afV[n] = afY[n] * fFeedbackGain + pIo[n] * fInputGain;
+                afA[n] = std::fabs(afV[n]);
+            }
+            pfnPow(uChunk, afA, fExponent, afP);
+            for (uint32_t n = 0; n < uChunk; ++n) {
+                const float a = afA[n];
+                afA[n] = std::atan(a >= FLT_MIN && a <= FLT_MAX ? afP[n] : std::pow(a, fExponent));
+            }
+            pfnPow(uChunk, afA, fInverse, afP);
+            for (uint32_t n = 0; n < uChunk; ++n) {
+                const float t = afA[n];
+                const float fPow = t >= FLT_MIN && t <= FLT_MAX ? afP[n] : std::pow(t, fInverse);
+                // The polarity flips on every pass, as in the sample-by-sample stage.
+                afV[n] = (afV[n] >= 0.0f ? -1.0f : 1.0f) * fPow;
+            }
+        } else {
+            for (uint32_t n = 0; n < uChunk; ++n)
+                afV[n] = Character<MODE>(afY[n] * fFeedbackGain + pIo[n] * fInputGain);
+        }
         for (uint32_t n = 0; n < uChunk; ++n) {
             float v = afV[n];
             if (MODE != DELAY_MODE_CLEAN)
