@@ -1,15 +1,18 @@
-// qwfx bench [EFFECT]: speed of each registered effect and bench preset through Execute,
-// stereo 48 kHz, blocks of 512 and 64, with the allocations made during Execute.
+// qwfx bench [EFFECT] [--block N]: speed of each registered effect and bench preset through
+// Execute at 48 kHz, blocks of 512 and 64 (or the one block length asked for), with the
+// allocations made during Execute.
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <map>
-#include <sstream>
 #include <string>
+#include <vector>
 #include "qwfx/lib/qwassertreport.h"
+#include "qwfx/lib/qwbenchrun.h"
 #include "qwfx/lib/qwcputimer.h"
 #include "qwfx/lib/qweffectsetup.h"
-#include "qwfx/lib/qwhostallocator.h"
 #include "qwfx/lib/qwlayout.h"
 #include "qwfx/lib/qwpluginnames.h"
 #include "qwfx/lib/qwprogramme.h"
@@ -19,7 +22,7 @@
 namespace {
 
 const uint32_t BENCH_RATE = 48000;
-const uint16_t BENCH_BLOCKS[] = {512, 64};
+const uint16_t DEFAULT_BLOCKS[] = {512, 64};
 const QwPresetMeta DEFAULT_PRESET = {"defaults", ""};
 
 // The host loop with an effect that does nothing: the reference the effects are measured against.
@@ -40,6 +43,12 @@ struct Measure
     double fNsPerSample;
 };
 
+Measure FromSeconds(double in_fSeconds, const QwPlanarAudio& in_programme)
+{
+    const double fAudio = static_cast<double>(in_programme.NumFrames()) / BENCH_RATE;
+    return Measure{fAudio / in_fSeconds, 1e9 * in_fSeconds / (in_programme.NumFrames() * in_programme.NumChannels())};
+}
+
 Measure Time(QwEffectPlugin& io_effect, const QwLayout& in_layout, const QwPlanarAudio& in_programme,
              uint16_t in_uBlock)
 {
@@ -49,9 +58,7 @@ Measure Time(QwEffectPlugin& io_effect, const QwLayout& in_layout, const QwPlana
     QwPlanarAudio output;
     const QwCpuTimer timer;
     QwRender(io_effect, in_layout.ChannelConfig(), in_programme, output, options);
-    const double fSeconds = timer.Seconds();
-    const double fAudio = static_cast<double>(in_programme.NumFrames()) / BENCH_RATE;
-    return Measure{fAudio / fSeconds, 1e9 * fSeconds / (in_programme.NumFrames() * in_layout.uChannels)};
+    return FromSeconds(timer.Seconds(), in_programme);
 }
 
 void PrintRow(const std::string& in_sEffect, const char* in_pszPreset, const QwLayout& in_layout, uint16_t in_uBlock,
@@ -62,40 +69,24 @@ void PrintRow(const std::string& in_sEffect, const char* in_pszPreset, const QwL
                 in_sAsserts.c_str());
 }
 
-// A preset may name its layout with the pseudo-setting layout=NAME (stereo when it does not);
-// the rest are parameter settings.
-bool SplitLayout(const char* in_pszSettings, const QwLayout*& out_pLayout, std::string& out_sRest,
-                 std::string& out_sError)
-{
-    std::istringstream stream(in_pszSettings);
-    std::string sItem;
-    out_pLayout = QwFindLayout("stereo");
-    while (stream >> sItem) {
-        if (sItem.compare(0, 7, "layout=") == 0) {
-            out_pLayout = QwFindLayout(sItem.substr(7));
-            if (!out_pLayout) {
-                out_sError = "unknown layout in preset: '" + sItem + "'";
-                return false;
-            }
-        } else {
-            out_sRest += sItem + " ";
-        }
-    }
-    return true;
-}
-
 } // namespace
 
 int QwfxBench(const QwfxArgs& in_args)
 {
     std::string sEffect;
     std::string sSeconds = "20";
+    std::string sBlock;
+    bool bBlockGiven = false;
     std::string sError;
     for (size_t i = 0; i < in_args.args.size() && sError.empty(); ++i) {
         if (QwfxTakeOption(in_args.args, i, "--seconds", sSeconds, sError))
             continue;
+        if (QwfxTakeOption(in_args.args, i, "--block", sBlock, sError)) {
+            bBlockGiven = true;
+            continue;
+        }
         if (in_args.args[i][0] == '-' || !sEffect.empty())
-            sError = "usage: qwfx bench [EFFECT] [--seconds S]";
+            sError = "usage: qwfx bench [EFFECT] [--seconds S] [--block N]";
         else
             sEffect = in_args.args[i];
     }
@@ -103,6 +94,13 @@ int QwfxBench(const QwfxArgs& in_args)
     const double fSeconds = std::strtod(sSeconds.c_str(), &pEnd);
     if (sError.empty() && (sSeconds.empty() || *pEnd != '\0' || !(fSeconds > 0.0) || fSeconds > 3600.0))
         sError = "bad --seconds '" + sSeconds + "': expected a duration above 0";
+    std::vector<uint16_t> blocks(std::begin(DEFAULT_BLOCKS), std::end(DEFAULT_BLOCKS));
+    if (sError.empty() && bBlockGiven) {
+        const unsigned long uBlock = std::strtoul(sBlock.c_str(), &pEnd, 10);
+        if (sBlock.empty() || sBlock[0] < '0' || sBlock[0] > '9' || *pEnd != '\0' || uBlock < 1 || uBlock > UINT16_MAX)
+            sError = "bad --block '" + sBlock + "': expected a whole number of frames from 1 to 65535";
+        blocks.assign(1, static_cast<uint16_t>(uBlock));
+    }
     if (!sError.empty())
         return QwfxError(QWFX_USAGE, sError);
     uint32_t uOnlyId = 0;
@@ -130,7 +128,7 @@ int QwfxBench(const QwfxArgs& in_args)
     std::printf("%.0f s of noise-like programme per run; real-time = audio seconds per CPU second\n", fSeconds);
     std::printf("%-22s %-22s %8s %6s %8s %12s %10s %8s %10s\n", "effect", "preset", "layout", "block", "rate",
                 "real-time", "ns/smp/ch", "allocs", "assertions");
-    for (uint16_t uBlock : BENCH_BLOCKS) {
+    for (uint16_t uBlock : blocks) {
         NullEffect reference;
         PrintRow("(host loop alone)", "-", stereo, uBlock, Time(reference, stereo, programmes[stereo.uChannels], uBlock),
                  "-", "-");
@@ -144,7 +142,7 @@ int QwfxBench(const QwfxArgs& in_args)
         for (uint32_t p = 0; p < uPresets; ++p) {
             const QwLayout* pLayout = nullptr;
             std::string sSettings;
-            if (!SplitLayout(pPresets[p].pszSettings, pLayout, sSettings, sError)) {
+            if (!QwSplitBenchLayout(pPresets[p].pszSettings, pLayout, sSettings, sError)) {
                 std::printf("%-22s %-22s failed: %s\n", sName.c_str(), pPresets[p].pszName, sError.c_str());
                 bClean = false;
                 continue;
@@ -152,28 +150,16 @@ int QwfxBench(const QwfxArgs& in_args)
             if (programmes.find(pLayout->uChannels) == programmes.end())
                 programmes[pLayout->uChannels] = QwMakeBenchProgramme(BENCH_RATE, fSeconds, pLayout->uChannels);
             const QwPlanarAudio& programme = programmes[pLayout->uChannels];
-            for (uint16_t uBlock : BENCH_BLOCKS) {
-                QwEffectSetup setup;
-                setup.pRecord = pRecord;
-                setup.pMeta = pMeta;
-                setup.format = QwFormat{BENCH_RATE, pLayout->ChannelConfig(), 0};
-                setup.uBlockFrames = uBlock;
-                if (pMeta && pMeta->pfnMakeMedia)
-                    setup.media = pMeta->pfnMakeMedia(BENCH_RATE, pPresets[p].pszName);
-                QwHostAllocator allocator;
-                QwEffectInstance instance(allocator);
-                if (!QwParseSettings(pMeta, sSettings, setup.settings, sError) ||
-                    !QwPrepareEffect(instance, setup, sError)) {
+            for (uint16_t uBlock : blocks) {
+                QwBenchRun run;
+                if (!run.Prepare(*pRecord, pMeta, pPresets[p], BENCH_RATE, uBlock, sError)) {
                     std::printf("%-22s %-22s failed: %s\n", sName.c_str(), pPresets[p].pszName, sError.c_str());
                     bClean = false;
                     continue;
                 }
-                // The loop itself never calls the module's allocator, so what it counts
-                // here was asked for inside Execute.
-                const uint64_t uBefore = allocator.AllocCalls();
                 const size_t uAssertsBefore = session.asserts.Total();
-                const Measure m = Time(*instance.Effect(), *pLayout, programme, uBlock);
-                const uint64_t uAllocs = allocator.AllocCalls() - uBefore;
+                const Measure m = FromSeconds(run.Time(programme), programme);
+                const uint64_t uAllocs = run.ExecuteAllocations();
                 PrintRow(sName, pPresets[p].pszName, *pLayout, uBlock, m, std::to_string(uAllocs) + (uAllocs ? " !" : ""),
                          std::to_string(session.asserts.Total() - uAssertsBefore));
                 bClean = bClean && uAllocs == 0;

@@ -1,9 +1,11 @@
 #include "shareddsp/delays/delay_dsp.h"
+#include <cfloat>
 #include <cmath>
 #include "host/qwassert.h"
 #include "kvbase/common/common_allocator.h"
 #include "kvbase/common/common_cast.h"
 #include "kvdspbase/dsp/filtercoeffs.h"
+#include "shareddsp/dynamics/dynamicspow.h"
 
 const float SkrelDelayDsp::DELAY_MIN_MS = 40.0f;
 const float SkrelDelayDsp::DELAY_MAX_MS = 1000.0f;
@@ -300,14 +302,15 @@ void SkrelDelayDsp::DesignCharacterFilter()
     m_pCharacterFilter->SetTaps(adCoeffs, false);
 }
 
-float SkrelDelayDsp::ApplyCharacter(float in_fValue)
+template <uint32_t MODE>
+inline float SkrelDelayDsp::Character(float in_fValue)
 {
     float v = in_fValue;
-    switch (m_uMode) {
-    case DELAY_MODE_SINE:
+    if (MODE == DELAY_MODE_SINE) {
         // Unclamped: a hot signal folds over.
         return std::sin(v * HALF_PI * m_fSineDrive) / m_fSineNorm;
-    case DELAY_MODE_SOFT_SINE: {
+    }
+    if (MODE == DELAY_MODE_SOFT_SINE) {
         v = std::sin(v * HALF_PI * m_fSoftDrive) / m_fSoftNorm;
         if (m_fSoftGain != 1.0f) {
             const double u = static_cast<double>(m_fSoftGain * v);
@@ -315,14 +318,13 @@ float SkrelDelayDsp::ApplyCharacter(float in_fValue)
         }
         return v;
     }
-    case DELAY_MODE_KNEE: {
+    if (MODE == DELAY_MODE_KNEE) {
         // The polarity flips on every pass, even at the gentlest setting; this is deliberate.
         const float s = v >= 0.0f ? -1.0f : 1.0f;
         const float n = m_fKneeExponent;
         return s * std::pow(std::atan(std::pow(std::fabs(v), n)), 1.0f / n);
     }
-    case DELAY_MODE_BITS_MAGNITUDE:
-    case DELAY_MODE_BITS_TWOS: {
+    if (MODE == DELAY_MODE_BITS_MAGNITUDE || MODE == DELAY_MODE_BITS_TWOS) {
         const uint32_t uLength = m_averageRing.size();
         if (uLength != 0) {
             float* pRing = m_averageRing.data();
@@ -333,7 +335,7 @@ float SkrelDelayDsp::ApplyCharacter(float in_fValue)
             v = m_fAverageSum / static_cast<float>(uLength);
         }
         v = Clamp(v, -1.0f, 1.0f);
-        if (m_uMode == DELAY_MODE_BITS_MAGNITUDE) {
+        if (MODE == DELAY_MODE_BITS_MAGNITUDE) {
             const bool bNegative = v < 0.0f;
             uint32_t q = static_cast<uint32_t>(static_cast<int32_t>(static_cast<double>(std::fabs(v)) * FULL_SCALE));
             q &= m_uBitMask;
@@ -353,12 +355,22 @@ float SkrelDelayDsp::ApplyCharacter(float in_fValue)
             v -= ANTI_DENORMAL;
         return v;
     }
-    default:
-        return v;
+    return v;
+}
+
+float SkrelDelayDsp::ApplyCharacter(float in_fValue)
+{
+    switch (m_uMode) {
+    case DELAY_MODE_SINE: return Character<DELAY_MODE_SINE>(in_fValue);
+    case DELAY_MODE_SOFT_SINE: return Character<DELAY_MODE_SOFT_SINE>(in_fValue);
+    case DELAY_MODE_KNEE: return Character<DELAY_MODE_KNEE>(in_fValue);
+    case DELAY_MODE_BITS_MAGNITUDE: return Character<DELAY_MODE_BITS_MAGNITUDE>(in_fValue);
+    case DELAY_MODE_BITS_TWOS: return Character<DELAY_MODE_BITS_TWOS>(in_fValue);
+    default: return in_fValue;
     }
 }
 
-float SkrelDelayDsp::ReadCubic(float in_fPos, const float* in_pLine, uint32_t in_uSize) const
+inline float SkrelDelayDsp::ReadCubic(float in_fPos, const float* in_pLine, uint32_t in_uSize) const
 {
     const uint32_t i = static_cast<uint32_t>(in_fPos);
     const float t = in_fPos - static_cast<float>(i);
@@ -397,7 +409,10 @@ float SkrelDelayDsp::LimitOutput(float in_fValue) const
     return y;
 }
 
-uint32_t SkrelDelayDsp::Process(uint32_t in_uFrames, float* io_pSamples)
+// The loop for one mode, its character stage inlined; MODE = NUM_DELAY_MODES is the loop for
+// a mode known only at run time (and the guard against a bad one).
+template <uint32_t MODE>
+uint32_t SkrelDelayDsp::Run(uint32_t in_uFrames, float* io_pSamples)
 {
     float* pLine = m_delayBuffer.data();
     const uint32_t uSize = m_delayBuffer.size();
@@ -411,7 +426,9 @@ uint32_t SkrelDelayDsp::Process(uint32_t in_uFrames, float* io_pSamples)
     const float fRate = static_cast<float>(m_uSampleRate);
     const float fWetScale = m_fWetGain * m_fWetTrim;
     const bool bLimit = m_fFeedbackPercent > 100.0f;
-    const bool bCharacterFilter = m_uMode != DELAY_MODE_CLEAN;
+    const bool bCharacterFilter = MODE == NUM_DELAY_MODES ? m_uMode != DELAY_MODE_CLEAN : MODE != DELAY_MODE_CLEAN;
+    // The designs are single biquads; their inline form is taken when all three are.
+    const bool bInline = lowCut.IsSingleBiquad() && highCut.IsSingleBiquad() && characterFilter.IsSingleBiquad();
     const float fTarget = ClampedDelayMs();
 
     for (uint32_t n = 0; n < in_uFrames; ++n) {
@@ -437,14 +454,20 @@ uint32_t SkrelDelayDsp::Process(uint32_t in_uFrames, float* io_pSamples)
             m_fRead -= fLastIndex;
 
         float v = y * m_fFeedbackGain + x * m_fInputGain;
-        if (m_uMode >= NUM_DELAY_MODES) {
+        if (MODE == NUM_DELAY_MODES && m_uMode >= NUM_DELAY_MODES) {
             QW_ASSERT(m_uMode < NUM_DELAY_MODES);
             break;
         }
-        v = ApplyCharacter(v);
-        if (bCharacterFilter)
-            v = characterFilter.ProcessSample(v);
-        v = highCut.ProcessSample(lowCut.ProcessSample(v));
+        v = MODE == NUM_DELAY_MODES ? ApplyCharacter(v) : Character<MODE>(v);
+        if (bInline) {
+            if (bCharacterFilter)
+                v = characterFilter.ProcessSampleBiquad(v);
+            v = highCut.ProcessSampleBiquad(lowCut.ProcessSampleBiquad(v));
+        } else {
+            if (bCharacterFilter)
+                v = characterFilter.ProcessSample(v);
+            v = highCut.ProcessSample(lowCut.ProcessSample(v));
+        }
         QW_ASSERT(m_iWrite < uSize);
         pLine[m_iWrite] = v;
         m_iWrite = (m_iWrite + 1) % uSize;
@@ -471,4 +494,139 @@ uint32_t SkrelDelayDsp::Process(uint32_t in_uFrames, float* io_pSamples)
         }
     }
     return in_uFrames;
+}
+
+// The loop in passes over chunks whose reads all lie behind the chunk's writes: the read head
+// and its glide first, then the character stage, the filters and the writes. Each pass keeps
+// the per-sample order of its own state, and no value read in a chunk is written in it, so the
+// results are those of the sample-by-sample loop; the libm calls of the character stage no
+// longer wait on the filters' feedback and overlap one another.
+template <uint32_t MODE>
+uint32_t SkrelDelayDsp::RunChunked(uint32_t in_uFrames, float* io_pSamples)
+{
+    float* pLine = m_delayBuffer.data();
+    const uint32_t uSize = m_delayBuffer.size();
+    if (uSize == 0 || !m_pLowCut || !m_pHighCut || !m_pCharacterFilter)
+        return in_uFrames;
+    IirFilter& lowCut = *m_pLowCut.raw();
+    IirFilter& highCut = *m_pHighCut.raw();
+    IirFilter& characterFilter = *m_pCharacterFilter.raw();
+    if (!lowCut.IsSingleBiquad() || !highCut.IsSingleBiquad() || !characterFilter.IsSingleBiquad())
+        return Run<MODE>(in_uFrames, io_pSamples);
+    const float fSize = static_cast<float>(uSize);
+    const float fLastIndex = static_cast<float>(uSize) - 1.0f;
+    const float fRate = static_cast<float>(m_uSampleRate);
+    const float fWetScale = m_fWetGain * m_fWetTrim;
+    const bool bLimit = m_fFeedbackPercent > 100.0f;
+    const float fTarget = ClampedDelayMs();
+    const float fFeedbackGain = m_fFeedbackGain;
+    const float fInputGain = m_fInputGain;
+    const float fDryGain = m_fDryGain;
+    const DynamicsPowFn pfnPow = MODE == DELAY_MODE_KNEE ? DynamicsPowKernel() : nullptr;
+
+    float afY[RUN_CHUNK];
+    float afV[RUN_CHUNK];
+    uint32_t auWrite[RUN_CHUNK];
+    for (uint32_t uDone = 0; uDone < in_uFrames;) {
+        // Write minus read, round the ring: the chunk's reads (LFO swing, cubic taps and a
+        // glide of at most a sample a sample included) stay clear of its writes on both sides.
+        const uint32_t uRead = static_cast<uint32_t>(m_fRead);
+        const uint32_t uGap = (m_iWrite + uSize - uRead % uSize) % uSize;
+        const uint32_t uMargin = static_cast<uint32_t>(std::fabs(m_fLfoDepthSamples)) + 8u;
+        uint32_t uChunk = in_uFrames - uDone < RUN_CHUNK ? in_uFrames - uDone : RUN_CHUNK;
+        while (uChunk > 1 && !(uGap > 2 * uChunk + uMargin && uGap + 2 * uChunk + uMargin < uSize))
+            uChunk /= 2;
+        float* pIo = io_pSamples + uDone;
+
+        uint32_t uWrite = m_iWrite;
+        for (uint32_t n = 0; n < uChunk; ++n) {
+            const uint32_t uPhase = m_uLfoPhase++;
+            float fPos = m_fRead;
+            if (m_fLfoDepthSamples != 0.0f)
+                fPos = std::sin(static_cast<float>(uPhase) * m_fLfoPhaseInc) * m_fLfoDepthSamples + m_fRead;
+            if (fPos < 0.0f) {
+                fPos += fSize;
+                QW_ASSERT(fPos >= 0.0f);
+                if (fPos < 0.0f)
+                    fPos = 0.0f;
+            }
+            afY[n] = ReadCubic(fPos, pLine, uSize);
+            m_fRead += 1.0f;
+            if (m_fRead > fLastIndex)
+                m_fRead -= fLastIndex;
+            QW_ASSERT(uWrite < uSize);
+            auWrite[n] = uWrite;
+            uWrite = (uWrite + 1) % uSize;
+            m_fTargetDelayMs = fTarget;
+            if (m_fCurrentDelayMs != fTarget) {
+                float d = fTarget - m_fCurrentDelayMs;
+                if (std::fabs(fRate * d * 0.001f) > 1.0f)
+                    d = d >= 0.0f ? m_fMsPerSample : -m_fMsPerSample;
+                m_fDelayStepMs = d;
+                m_fCurrentDelayMs += d;
+                m_fRead = static_cast<float>(uWrite) -
+                          static_cast<float>(MsToSamples(m_fCurrentDelayMs, m_uSampleRate) + 1u);
+                if (m_fRead < 0.0f)
+                    m_fRead += fSize;
+                QW_ASSERT(m_fRead >= 0.0f && m_fRead <= m_delayBuffer.size()-1.0f);
+                UpdateLfoTerms();
+            }
+        }
+        if (MODE == DELAY_MODE_KNEE && pfnPow) {
+            // The knee's two powers through the block kernel (the float results of powf, but
+            // for a last-bit rounding now and then; powf itself where no vector unit serves);
+            // zero, denormal and non-finite values keep powf.
+            const float fExponent = m_fKneeExponent;
+            const float fInverse = 1.0f / fExponent;
+            float afA[RUN_CHUNK];
+            float afP[RUN_CHUNK];
+            for (uint32_t n = 0; n < uChunk; ++n) {
+                afV[n] = afY[n] * fFeedbackGain + pIo[n] * fInputGain;
+                afA[n] = std::fabs(afV[n]);
+            }
+            pfnPow(uChunk, afA, fExponent, afP);
+            for (uint32_t n = 0; n < uChunk; ++n) {
+                const float a = afA[n];
+                afA[n] = std::atan(a >= FLT_MIN && a <= FLT_MAX ? afP[n] : std::pow(a, fExponent));
+            }
+            pfnPow(uChunk, afA, fInverse, afP);
+            for (uint32_t n = 0; n < uChunk; ++n) {
+                const float t = afA[n];
+                const float fPow = t >= FLT_MIN && t <= FLT_MAX ? afP[n] : std::pow(t, fInverse);
+                // The polarity flips on every pass, as in the sample-by-sample stage.
+                afV[n] = (afV[n] >= 0.0f ? -1.0f : 1.0f) * fPow;
+            }
+        } else {
+            for (uint32_t n = 0; n < uChunk; ++n)
+                afV[n] = Character<MODE>(afY[n] * fFeedbackGain + pIo[n] * fInputGain);
+        }
+        for (uint32_t n = 0; n < uChunk; ++n) {
+            float v = afV[n];
+            if (MODE != DELAY_MODE_CLEAN)
+                v = characterFilter.ProcessSampleBiquad(v);
+            v = highCut.ProcessSampleBiquad(lowCut.ProcessSampleBiquad(v));
+            pLine[auWrite[n]] = v;
+        }
+        for (uint32_t n = 0; n < uChunk; ++n) {
+            // The limit shapes what is heard only; the loop itself is left to grow.
+            const float y = bLimit ? LimitOutput(afY[n]) : afY[n];
+            pIo[n] = fWetScale * y + fDryGain * pIo[n];
+        }
+        m_iWrite = uWrite;
+        uDone += uChunk;
+    }
+    return in_uFrames;
+}
+
+uint32_t SkrelDelayDsp::Process(uint32_t in_uFrames, float* io_pSamples)
+{
+    switch (m_uMode) {
+    case DELAY_MODE_SINE: return RunChunked<DELAY_MODE_SINE>(in_uFrames, io_pSamples);
+    case DELAY_MODE_SOFT_SINE: return RunChunked<DELAY_MODE_SOFT_SINE>(in_uFrames, io_pSamples);
+    case DELAY_MODE_KNEE: return RunChunked<DELAY_MODE_KNEE>(in_uFrames, io_pSamples);
+    case DELAY_MODE_BITS_MAGNITUDE: return RunChunked<DELAY_MODE_BITS_MAGNITUDE>(in_uFrames, io_pSamples);
+    case DELAY_MODE_BITS_TWOS: return RunChunked<DELAY_MODE_BITS_TWOS>(in_uFrames, io_pSamples);
+    case DELAY_MODE_CLEAN: return RunChunked<DELAY_MODE_CLEAN>(in_uFrames, io_pSamples);
+    default: return Run<NUM_DELAY_MODES>(in_uFrames, io_pSamples);
+    }
 }

@@ -67,6 +67,13 @@ public:
     static const float DELAY_MAX_MS;
 
 private:
+    template <uint32_t MODE>
+    float Character(float in_fValue);
+    template <uint32_t MODE>
+    uint32_t Run(uint32_t in_uFrames, float* io_pSamples);
+    template <uint32_t MODE>
+    uint32_t RunChunked(uint32_t in_uFrames, float* io_pSamples);
+    static const uint32_t RUN_CHUNK = 64;
     void UpdateLfoTerms();
     void UpdateModeGains();
     void RebuildAverageRing();

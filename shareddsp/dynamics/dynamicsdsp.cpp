@@ -1,5 +1,7 @@
 #include "shareddsp/dynamics/dynamicsdsp.h"
+#include <cfloat>
 #include <cmath>
+#include "shareddsp/dynamics/dynamicspow.h"
 
 namespace {
 
@@ -21,10 +23,20 @@ void TimeConstant(float in_fMs, float in_fSampleRate, float& out_fCoeff, float& 
 // 32-bit count, so after the first 128 samples the offset stays negative; that is intended.
 void AddGuard(uint32_t in_uSamples, float* io_pSamples, uint32_t& io_uCount)
 {
+    // In runs of one sign, so that each run is a plain vector loop: positive while the count is
+    // under 128, negative until it wraps round to 0.
     uint32_t uCount = io_uCount;
-    for (uint32_t i = 0; i < in_uSamples; ++i) {
-        io_pSamples[i] += uCount < GUARD_POSITIVE_SAMPLES ? GUARD : -GUARD;
-        ++uCount;
+    for (uint32_t uDone = 0; uDone < in_uSamples;) {
+        const uint32_t uLeft = in_uSamples - uDone;
+        const bool bPositive = uCount < GUARD_POSITIVE_SAMPLES;
+        const uint32_t uUntilFlip = bPositive ? GUARD_POSITIVE_SAMPLES - uCount : 0u - uCount;
+        const uint32_t uRun = uLeft < uUntilFlip ? uLeft : uUntilFlip;
+        const float fGuard = bPositive ? GUARD : -GUARD;
+        float* p = io_pSamples + uDone;
+        for (uint32_t i = 0; i < uRun; ++i)
+            p[i] += fGuard;
+        uCount += uRun;
+        uDone += uRun;
     }
     io_uCount = uCount;
 }
@@ -32,26 +44,48 @@ void AddGuard(uint32_t in_uSamples, float* io_pSamples, uint32_t& io_uCount)
 // Samples per pass of Process: the targets of one pass stand in two arrays on the stack.
 const uint32_t CHUNK = 64;
 
-// The static targets are computed in a pass of their own, ahead of the smoothing loop: the pow
-// calls then depend on nothing but the input and overlap in the pipeline, where inside the
-// loop they would queue behind the gains' dependency chain. The results are the same.
-void CompressorTargets(uint32_t in_uSamples, const float* in_pSamples, float in_fThreshold, float in_fExponent,
-                       float* out_pTargets)
+// r^1 is r, exactly (powf returns it too): the expander's usual ratio of 2 needs no power.
+void PowTargets(uint32_t in_uSamples, const float* in_pRatio, float in_fExponent, DynamicsPowFn in_pfnPow,
+                float* out_pTargets)
 {
+    if (in_fExponent == 1.0f) {
+        for (uint32_t i = 0; i < in_uSamples; ++i)
+            out_pTargets[i] = in_pRatio[i];
+    } else {
+        in_pfnPow(in_uSamples, in_pRatio, in_fExponent, out_pTargets);
+    }
+}
+
+// The static targets are computed in passes of their own, ahead of the smoothing loop: the
+// ratios, then r^e for the whole pass in one vector kernel (the float results of powf), then
+// the choice of the samples where the target applies. Inside the loop the pow calls would
+// queue behind the gains' dependency chain.
+void CompressorTargets(uint32_t in_uSamples, const float* in_pSamples, float in_fThreshold, float in_fExponent,
+                       DynamicsPowFn in_pfnPow, float* out_pTargets)
+{
+    float afRatio[CHUNK];
+    for (uint32_t i = 0; i < in_uSamples; ++i)
+        afRatio[i] = std::fabs(in_pSamples[i]) / in_fThreshold;
+    PowTargets(in_uSamples, afRatio, in_fExponent, in_pfnPow, out_pTargets);
     for (uint32_t i = 0; i < in_uSamples; ++i) {
         const float x = std::fabs(in_pSamples[i]);
-        out_pTargets[i] = x > in_fThreshold ? std::pow(x / in_fThreshold, in_fExponent) : 1.0f;
+        // Beyond the largest float (an infinite sample) the kernel's domain ends: powf itself.
+        const float fPow = afRatio[i] <= FLT_MAX ? out_pTargets[i] : std::pow(afRatio[i], in_fExponent);
+        out_pTargets[i] = x > in_fThreshold ? fPow : 1.0f;
     }
 }
 
 // Below the floor the target stays 1: silence is not pushed down any further.
 void ExpanderTargets(uint32_t in_uSamples, const float* in_pSamples, float in_fThreshold, float in_fExponent,
-                     float* out_pTargets)
+                     DynamicsPowFn in_pfnPow, float* out_pTargets)
 {
+    float afRatio[CHUNK];
+    for (uint32_t i = 0; i < in_uSamples; ++i)
+        afRatio[i] = std::fabs(in_pSamples[i]) / in_fThreshold;
+    PowTargets(in_uSamples, afRatio, in_fExponent, in_pfnPow, out_pTargets);
     for (uint32_t i = 0; i < in_uSamples; ++i) {
         const float x = std::fabs(in_pSamples[i]);
-        out_pTargets[i] =
-            x < in_fThreshold && x >= EXPANDER_FLOOR ? std::pow(x / in_fThreshold, in_fExponent) : 1.0f;
+        out_pTargets[i] = x < in_fThreshold && x >= EXPANDER_FLOOR ? out_pTargets[i] : 1.0f;
     }
 }
 
@@ -164,17 +198,18 @@ void DynamicsDsp::Process(uint32_t in_uStage, uint32_t in_uSamples, float* io_pS
     float fCompGainMin = stage.m_fCompGainMin;
     float fExpGainMin = stage.m_fExpGainMin;
 
+    const DynamicsPowFn pfnPow = bCompActive || bExpActive ? DynamicsPowKernel() : nullptr;
     float afComp[CHUNK];
     float afExp[CHUNK];
     for (uint32_t uDone = 0; uDone < in_uSamples; uDone += CHUNK) {
         const uint32_t uCount = in_uSamples - uDone < CHUNK ? in_uSamples - uDone : CHUNK;
         float* pSamples = io_pSamples + uDone;
         if (bCompActive)
-            CompressorTargets(uCount, pSamples, fCompThreshold, fCompExponent, afComp);
+            CompressorTargets(uCount, pSamples, fCompThreshold, fCompExponent, pfnPow, afComp);
         else
             Fill(uCount, 1.0f, afComp);
         if (bExpActive)
-            ExpanderTargets(uCount, pSamples, fExpThreshold, fExpExponent, afExp);
+            ExpanderTargets(uCount, pSamples, fExpThreshold, fExpExponent, pfnPow, afExp);
         else
             Fill(uCount, 1.0f, afExp);
 

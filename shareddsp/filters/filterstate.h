@@ -39,6 +39,8 @@ enum : uint32_t {
     FORMANT_TAPS_PER_VOWEL = 3,
 };
 
+class IirFilter;
+
 class FilterState
 {
 public:
@@ -52,6 +54,9 @@ public:
     // Filters in place.
     virtual void Process(uint32_t in_uFrames, float* io_pSamples) = 0;
     // Clears the recursion's memory and nothing else.
+    // The one second-order section a static filter of this kind runs, when it is exactly that;
+    // a run of them is then processed as one chain.
+    virtual IirFilter* StaticBiquad() { return nullptr; }
     virtual void Reset() = 0;
     // Derives coefficients from the values given; the stored settings stay as they are.
     virtual void Update(float in_fSampleRate, float in_fFrequency, float in_fGainDb, float in_fQ,

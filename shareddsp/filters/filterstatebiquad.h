@@ -11,6 +11,11 @@ public:
     void Configure(uint32_t in_uType, float in_fSampleRate) override;
     void Process(uint32_t in_uFrames, float* io_pSamples) override;
     void Reset() override;
+    IirFilter* StaticBiquad() override
+    {
+        const bool bType = m_uType >= FILTER_BIQUAD_LOW_PASS && m_uType <= FILTER_BIQUAD_PEAK;
+        return bType && HasFilter() && m_filter.IsSingleBiquad() ? &m_filter : nullptr;
+    }
     void Update(float in_fSampleRate, float in_fFrequency, float in_fGainDb, float in_fQ,
                 float in_fResonance) override;
 

@@ -2,6 +2,7 @@
 #include <cmath>
 #include "host/qwassert.h"
 #include "kvbase/common/common_cast.h"
+#include "kvdspbase/dsp/iirfilter.h"
 #include "shareddsp/filters/filterstatefactory.h"
 #include "shareddsp/filters/filterstatenone.h"
 
@@ -214,15 +215,54 @@ void PrefilterDsp::ProcessModulated(FilterState& io_filter, uint32_t in_uFrames,
     }
 }
 
+bool PrefilterDsp::ProcessPair(PrefilterDsp& io_first, PrefilterDsp& io_second, uint32_t in_uFrames,
+                               float* io_pFirst, float* io_pSecond)
+{
+    IirFilter* apChains[2][IirFilter::MAX_CHAIN];
+    uint32_t auCount[2] = {0, 0};
+    PrefilterDsp* apDsp[2] = {&io_first, &io_second};
+    for (uint32_t c = 0; c < 2; ++c) {
+        for (uint32_t i = 0; i < apDsp[c]->m_filters.size(); ++i) {
+            FilterState* pFilter = apDsp[c]->Filter(i);
+            if (!pFilter)
+                continue;
+            IirFilter* pBiquad = pFilter->m_uMode == FILTER_MODE_STATIC ? pFilter->StaticBiquad() : nullptr;
+            if (!pBiquad || auCount[c] == IirFilter::MAX_CHAIN)
+                return false;
+            apChains[c][auCount[c]++] = pBiquad;
+        }
+    }
+    if (auCount[0] != auCount[1] || auCount[0] == 0)
+        return false;
+    IirFilter::ProcessChainPair(in_uFrames, io_pFirst, io_pSecond, apChains[0], apChains[1], auCount[0]);
+    return true;
+}
+
 void PrefilterDsp::Process(uint32_t in_uFrames, float* io_pSamples)
 {
+    // Consecutive static biquads run as one chain, sample by sample through all of them: the
+    // same values as one after another, with their recursions overlapping.
+    IirFilter* apChain[IirFilter::MAX_CHAIN];
+    uint32_t uChain = 0;
     for (uint32_t i = 0; i < m_filters.size(); ++i) {
         FilterState* pFilter = Filter(i);
         if (!pFilter)
             continue;
-        if (pFilter->m_uMode == FILTER_MODE_STATIC)
+        IirFilter* pBiquad = pFilter->m_uMode == FILTER_MODE_STATIC ? pFilter->StaticBiquad() : nullptr;
+        if (pBiquad && uChain < IirFilter::MAX_CHAIN) {
+            apChain[uChain++] = pBiquad;
+            continue;
+        }
+        if (uChain)
+            IirFilter::ProcessChain(in_uFrames, io_pSamples, apChain, uChain);
+        uChain = 0;
+        if (pBiquad)
+            apChain[uChain++] = pBiquad;
+        else if (pFilter->m_uMode == FILTER_MODE_STATIC)
             pFilter->Process(in_uFrames, io_pSamples);
         else if (pFilter->m_uMode == FILTER_MODE_MODULATED)
             ProcessModulated(*pFilter, in_uFrames, io_pSamples);
     }
+    if (uChain)
+        IirFilter::ProcessChain(in_uFrames, io_pSamples, apChain, uChain);
 }

@@ -69,6 +69,10 @@ public:
     // Clears every filter's memory; the LFO positions stay.
     void Reset();
     void Process(uint32_t in_uFrames, float* io_pSamples);
+    // Two channels at once when every filter of both is a static biquad (at most four each):
+    // the values of Process on each. False, with nothing processed, otherwise.
+    static bool ProcessPair(PrefilterDsp& io_first, PrefilterDsp& io_second, uint32_t in_uFrames,
+                            float* io_pFirst, float* io_pSecond);
 
     // The LFO's value in 0..1 at phase in_fPhase; false for an unknown shape.
     static bool LfoValue(uint32_t in_uShape, float in_fPhase, float& out_fValue);

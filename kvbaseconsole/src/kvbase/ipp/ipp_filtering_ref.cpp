@@ -1,6 +1,9 @@
 #include "kvbase/ipp/ipp_filtering_ref.h"
 #include <cstring>
 #include "kvbase/ipp/ipp_vector_ref.h"
+#if defined(__x86_64__)
+#include <emmintrin.h>
+#endif
 
 // ---- FIR ----
 
@@ -140,6 +143,22 @@ void RunBiquadBlock(uint32_t n, const T* pSrc, T* pDst, const T* c, T* z)
     z[1] = z1;
 }
 
+// A whole block through one first-order section, coefficients and state in registers: the
+// same arithmetic as RunSection with N = 1, without its loop and memory round trips.
+template <class T>
+void RunFirstOrderBlock(uint32_t n, const T* pSrc, T* pDst, const T* c, T* z)
+{
+    const T b0 = c[0], b1 = c[1], a1 = c[3];
+    T z0 = z[0];
+    for (uint32_t k = 0; k < n; ++k) {
+        const T x = pSrc[k];
+        const T y = b0 * x + z0;
+        z0 = AntiDenormal((b1 * x) - a1 * y);
+        pDst[k] = y;
+    }
+    z[0] = z0;
+}
+
 template <class T>
 bool IirInit(QwIppIirState<T>** ppState, const T* pTaps, uint32_t uOrder, uint32_t uNumCascades, const T* pDlyLine)
 {
@@ -174,8 +193,10 @@ bool IirInit(QwIppIirState<T>** ppState, const T* pTaps, uint32_t uOrder, uint32
     return true;
 }
 
+// Out of line, so that the single biquad below, the case run sample by sample in the effects'
+// feedback loops, stays a small leaf function.
 template <class T>
-T IirOne(T x, QwIppIirState<T>* pState)
+__attribute__((noinline)) T IirOne(T x, QwIppIirState<T>* pState)
 {
     if (!pState) {
         QW_ASSERT(false);
@@ -211,6 +232,10 @@ void IirBlock(uint32_t n, const T* pSrc, T* pDst, QwIppIirState<T>* pState)
             RunBiquadBlock(n, s == 0 ? pSrc : pDst, pDst, pCoeffs + 6 * s, pDelay + 2 * s);
         return;
     }
+    if (N == 1 && uSections == 1) {
+        RunFirstOrderBlock(n, pSrc, pDst, pCoeffs, pDelay);
+        return;
+    }
     for (uint32_t k = 0; k < n; ++k) {
         T x = pSrc[k];
         for (uint32_t s = 0; s < uSections; ++s) {
@@ -242,12 +267,169 @@ bool ippsIIRInit_BiQuad_32f(QwIppIirState32f** ppState, const float* pTaps, uint
     return IirInit(ppState, pTaps, 2u, uNumBq, pDlyLine);
 }
 
-double ippsIIROne64f_32f(double x, QwIppIirState64f* pState) { return IirOne(x, pState); }
-float ippsIIROne_32f(float x, QwIppIirState32f* pState) { return IirOne(x, pState); }
+// One biquad, one sample: RunSection's arithmetic with N = 2, written out (the double version
+// is the header's ippsIIROneBiquad64f_32f; a test holds the two to the same values).
+template <class T>
+inline T IirOneBiquad(T x, QwIppIirState<T>& rState)
+{
+    const T* c = rState.m_adCoeffs.data();
+    T* z = rState.m_adDelay.data();
+    const T y = c[0] * x + z[0];
+    z[0] = (c[1] * x + z[1]) - c[4] * y;
+    z[1] = AntiDenormal((c[2] * x) - c[5] * y);
+    return y;
+}
+
+double ippsIIROne64f_32f(double x, QwIppIirState64f* pState)
+{
+    if (pState && pState->m_uOrder == 2 && pState->m_uNumCascades == 1)
+        return IirOneBiquad(x, *pState);
+    return IirOne(x, pState);
+}
+
+float ippsIIROne_32f(float x, QwIppIirState32f* pState)
+{
+    if (pState && pState->m_uOrder == 2 && pState->m_uNumCascades == 1)
+        return IirOneBiquad(x, *pState);
+    return IirOne(x, pState);
+}
 
 void ippsIIR64f_32f(uint32_t n, const double* pSrc, double* pDst, QwIppIirState64f* pState)
 {
     IirBlock(n, pSrc, pDst, pState);
+}
+
+namespace {
+
+template <uint32_t K>
+void RunBiquadChain(uint32_t n, float* pInOut, QwIppIirState64f* const* ppStates)
+{
+    double b0[K], b1[K], b2[K], a1[K], a2[K], z0[K], z1[K];
+    for (uint32_t s = 0; s < K; ++s) {
+        const double* c = ppStates[s]->m_adCoeffs.data();
+        const double* z = ppStates[s]->m_adDelay.data();
+        b0[s] = c[0], b1[s] = c[1], b2[s] = c[2], a1[s] = c[4], a2[s] = c[5];
+        z0[s] = z[0], z1[s] = z[1];
+    }
+    for (uint32_t k = 0; k < n; ++k) {
+        float v = pInOut[k];
+        for (uint32_t s = 0; s < K; ++s) {
+            // RunBiquadBlock's arithmetic, and the float each separate call would hand on.
+            const double x = v;
+            const double y = b0[s] * x + z0[s];
+            z0[s] = (b1[s] * x + z1[s]) - a1[s] * y;
+            z1[s] = AntiDenormal((b2[s] * x) - a2[s] * y);
+            v = static_cast<float>(y);
+        }
+        pInOut[k] = v;
+    }
+    for (uint32_t s = 0; s < K; ++s) {
+        double* z = ppStates[s]->m_adDelay.data();
+        z[0] = z0[s], z[1] = z1[s];
+    }
+}
+
+} // namespace
+
+void ippsIIRBiquadChain64f_32f(uint32_t n, float* pInOut, QwIppIirState64f* const* ppStates, uint32_t uCount)
+{
+    for (uint32_t s = 0; s < uCount; ++s) {
+        if (!ppStates[s] || ppStates[s]->m_uOrder != 2 || ppStates[s]->m_uNumCascades != 1) {
+            QW_ASSERT(false);
+            return;
+        }
+    }
+    switch (uCount) {
+    case 1: RunBiquadChain<1>(n, pInOut, ppStates); break;
+    case 2: RunBiquadChain<2>(n, pInOut, ppStates); break;
+    case 3: RunBiquadChain<3>(n, pInOut, ppStates); break;
+    case 4: RunBiquadChain<4>(n, pInOut, ppStates); break;
+    default: QW_ASSERT(false); break;
+    }
+}
+
+bool ippsIIRGetFirstOrder_32f(const QwIppIirState32f* pState, QwIppFirstOrder32f& out_section)
+{
+    if (!pState || pState->m_uOrder != 1 || pState->m_uNumCascades != 1)
+        return false;
+    const float* c = pState->m_adCoeffs.data();
+    out_section = QwIppFirstOrder32f{c[0], c[1], c[3], pState->m_adDelay.data()[0]};
+    return true;
+}
+
+void ippsIIRSetFirstOrderDelay_32f(QwIppIirState32f* pState, const QwIppFirstOrder32f& in_section)
+{
+    if (!pState || pState->m_uOrder != 1 || pState->m_uNumCascades != 1) {
+        QW_ASSERT(false);
+        return;
+    }
+    pState->m_adDelay.data()[0] = in_section.z0;
+}
+
+#if defined(__x86_64__)
+namespace {
+
+// Lane 0 carries channel 0, lane 1 channel 1; every step is the scalar chain's, lane by lane.
+template <uint32_t K>
+void RunBiquadChainPair(uint32_t n, float* p0, float* p1, QwIppIirState64f* const* s0, QwIppIirState64f* const* s1)
+{
+    __m128d b0[K], b1[K], b2[K], a1[K], a2[K], z0[K], z1[K];
+    for (uint32_t s = 0; s < K; ++s) {
+        const double* c0 = s0[s]->m_adCoeffs.data();
+        const double* c1 = s1[s]->m_adCoeffs.data();
+        b0[s] = _mm_set_pd(c1[0], c0[0]), b1[s] = _mm_set_pd(c1[1], c0[1]), b2[s] = _mm_set_pd(c1[2], c0[2]);
+        a1[s] = _mm_set_pd(c1[4], c0[4]), a2[s] = _mm_set_pd(c1[5], c0[5]);
+        z0[s] = _mm_set_pd(s1[s]->m_adDelay.data()[0], s0[s]->m_adDelay.data()[0]);
+        z1[s] = _mm_set_pd(s1[s]->m_adDelay.data()[1], s0[s]->m_adDelay.data()[1]);
+    }
+    const __m128d offset = _mm_set1_pd(1e-10), minusOffset = _mm_set1_pd(-1e-10);
+    for (uint32_t k = 0; k < n; ++k) {
+        __m128 v = _mm_unpacklo_ps(_mm_load_ss(p0 + k), _mm_load_ss(p1 + k));
+        for (uint32_t s = 0; s < K; ++s) {
+            const __m128d x = _mm_cvtps_pd(v);
+            const __m128d y = _mm_add_pd(_mm_mul_pd(b0[s], x), z0[s]);
+            z0[s] = _mm_sub_pd(_mm_add_pd(_mm_mul_pd(b1[s], x), z1[s]), _mm_mul_pd(a1[s], y));
+            const __m128d z = _mm_add_pd(_mm_sub_pd(_mm_mul_pd(b2[s], x), _mm_mul_pd(a2[s], y)), offset);
+            const __m128d tiny = _mm_and_pd(_mm_cmpgt_pd(z, minusOffset), _mm_cmplt_pd(z, offset));
+            z1[s] = _mm_andnot_pd(tiny, z);
+            v = _mm_cvtpd_ps(y);
+        }
+        _mm_store_ss(p0 + k, v);
+        _mm_store_ss(p1 + k, _mm_shuffle_ps(v, v, 1));
+    }
+    for (uint32_t s = 0; s < K; ++s) {
+        _mm_storel_pd(s0[s]->m_adDelay.data(), z0[s]);
+        _mm_storeh_pd(s1[s]->m_adDelay.data(), z0[s]);
+        _mm_storel_pd(s0[s]->m_adDelay.data() + 1, z1[s]);
+        _mm_storeh_pd(s1[s]->m_adDelay.data() + 1, z1[s]);
+    }
+}
+
+} // namespace
+#endif
+
+void ippsIIRBiquadChainPair64f_32f(uint32_t n, float* pInOut0, float* pInOut1, QwIppIirState64f* const* ppStates0,
+                                   QwIppIirState64f* const* ppStates1, uint32_t uCount)
+{
+    for (uint32_t s = 0; s < uCount; ++s) {
+        for (QwIppIirState64f* pState : {ppStates0[s], ppStates1[s]}) {
+            if (!pState || pState->m_uOrder != 2 || pState->m_uNumCascades != 1) {
+                QW_ASSERT(false);
+                return;
+            }
+        }
+    }
+#if defined(__x86_64__)
+    switch (uCount) {
+    case 1: RunBiquadChainPair<1>(n, pInOut0, pInOut1, ppStates0, ppStates1); return;
+    case 2: RunBiquadChainPair<2>(n, pInOut0, pInOut1, ppStates0, ppStates1); return;
+    case 3: RunBiquadChainPair<3>(n, pInOut0, pInOut1, ppStates0, ppStates1); return;
+    case 4: RunBiquadChainPair<4>(n, pInOut0, pInOut1, ppStates0, ppStates1); return;
+    default: break;
+    }
+#endif
+    ippsIIRBiquadChain64f_32f(n, pInOut0, ppStates0, uCount);
+    ippsIIRBiquadChain64f_32f(n, pInOut1, ppStates1, uCount);
 }
 
 void ippsIIR_32f(uint32_t n, const float* pSrc, float* pDst, QwIppIirState32f* pState)

@@ -68,6 +68,46 @@ bool ippsIIRInit_BiQuad_32f(QwIppIirState32f** ppState, const float* pTaps, uint
 double ippsIIROne64f_32f(double x, QwIppIirState64f* pState);
 float ippsIIROne_32f(float x, QwIppIirState32f* pState);
 void ippsIIR64f_32f(uint32_t n, const double* pSrc, double* pDst, QwIppIirState64f* pState);
+// One sample through a state that is one biquad (order 2, one section), inline for loops that
+// feed each output back: ippsIIROne64f_32f's arithmetic, anti-denormal offset included.
+inline double ippsIIROneBiquad64f_32f(double x, QwIppIirState64f& rState)
+{
+    const double* c = rState.m_adCoeffs.data();
+    double* z = rState.m_adDelay.data();
+    const double y = c[0] * x + z[0];
+    z[0] = (c[1] * x + z[1]) - c[4] * y;
+    double z1 = ((c[2] * x) - c[5] * y) + 1e-10;
+    z[1] = (z1 > -1e-10 && z1 < 1e-10) ? 0.0 : z1;
+    return y;
+}
+
+// A first-order float section copied into locals, for loops that run several recursions side by
+// side: Run is the primitive's arithmetic for order 1 (anti-denormal offset included), and the
+// state goes back with ippsIIRSetFirstOrderDelay_32f.
+struct QwIppFirstOrder32f
+{
+    float b0, b1, a1, z0;
+    float Run(float x)
+    {
+        const float y = b0 * x + z0;
+        const float z = ((b1 * x) - a1 * y) + 1e-10f;
+        z0 = (z > -1e-10f && z < 1e-10f) ? 0.0f : z;
+        return y;
+    }
+};
+// False (and nothing copied) unless the state is one first-order section.
+bool ippsIIRGetFirstOrder_32f(const QwIppIirState32f* pState, QwIppFirstOrder32f& out_section);
+void ippsIIRSetFirstOrderDelay_32f(QwIppIirState32f* pState, const QwIppFirstOrder32f& in_section);
+
+// n float samples in place through uCount (1 to 4) states that are each one biquad, in turn
+// sample by sample: the values of uCount calls of ippsIIR64f_32f with float in between, while
+// the sections' recursions overlap in the pipeline instead of running one after another.
+void ippsIIRBiquadChain64f_32f(uint32_t n, float* pInOut, QwIppIirState64f* const* ppStates, uint32_t uCount);
+// Two such chains at once (two channels, uCount sections each), one per lane of an SSE2 pair of
+// doubles on x86-64: the values of ippsIIRBiquadChain64f_32f on each, with the two channels'
+// recursions side by side. Elsewhere it runs the two chains in turn.
+void ippsIIRBiquadChainPair64f_32f(uint32_t n, float* pInOut0, float* pInOut1, QwIppIirState64f* const* ppStates0,
+                                   QwIppIirState64f* const* ppStates1, uint32_t uCount);
 void ippsIIR_32f(uint32_t n, const float* pSrc, float* pDst, QwIppIirState32f* pState);
 
 // Copies all coefficients in as they stand (no scaling).

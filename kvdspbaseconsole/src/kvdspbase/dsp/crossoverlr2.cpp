@@ -227,8 +227,26 @@ void CrossoverLR2::RunThreeBand(CrossoverFilterSet& io_set, uint32_t uSampleFram
         QW_ASSERT(pOutputBand0 && pOutputBand1 && pOutputBand2);
         // All three branches read the original input: a parallel split, not a tree.
         float* pScratch = m_afScratch.data();
-        io_set.First(c, 0)->Process(uSampleFrames, pInput, pOutputBand0);
         const float fGain0 = io_set.StageGain(c, 0), fGain1 = io_set.StageGain(c, 1), fGain2 = io_set.StageGain(c, 2);
+        // The four first-order recursions side by side, sample by sample, where each alone
+        // would wait on its own feedback; the same values as the passes below.
+        QwIppFirstOrder32f f0, f1, s1, f2;
+        const bool bApart = pInput != pOutputBand0 && pInput != pOutputBand1 && pInput != pOutputBand2;
+        if (bApart && io_set.First(c, 0)->LoadFirstOrder(f0) && io_set.First(c, 1)->LoadFirstOrder(f1) &&
+            io_set.Second(c, 1)->LoadFirstOrder(s1) && io_set.First(c, 2)->LoadFirstOrder(f2)) {
+            for (uint32_t i = 0; i < uSampleFrames; ++i) {
+                const float x = pInput[i];
+                pOutputBand0[i] = f0.Run(x) * fGain0;
+                pOutputBand1[i] = s1.Run(f1.Run(x) * fGain1);
+                pOutputBand2[i] = f2.Run(x) * fGain2;
+            }
+            io_set.First(c, 0)->StoreFirstOrder(f0);
+            io_set.First(c, 1)->StoreFirstOrder(f1);
+            io_set.Second(c, 1)->StoreFirstOrder(s1);
+            io_set.First(c, 2)->StoreFirstOrder(f2);
+            continue;
+        }
+        io_set.First(c, 0)->Process(uSampleFrames, pInput, pOutputBand0);
         for (uint32_t i = 0; i < uSampleFrames; ++i)
             pOutputBand0[i] *= fGain0;
         io_set.First(c, 1)->Process(uSampleFrames, pInput, pScratch);

@@ -46,3 +46,38 @@ void IirFilter::Process(uint32_t uSamples, const float* pInput, float* pOutput)
         uDone += n;
     }
 }
+
+void IirFilter::ProcessChain(uint32_t uSamples, float* pInOut, IirFilter* const* ppFilters, uint32_t uCount)
+{
+    QwIppIirState64f* apStates[MAX_CHAIN];
+    for (uint32_t i = 0; i < uCount && i < MAX_CHAIN; ++i) {
+        if (!ppFilters[i]->IsSingleBiquad()) {
+            QW_ASSERT(false);
+            return;
+        }
+        apStates[i] = ppFilters[i]->m_pState;
+    }
+    QW_ASSERT(uCount <= MAX_CHAIN);
+    if (uCount == 0 || uCount > MAX_CHAIN)
+        return;
+    ippsIIRBiquadChain64f_32f(uSamples, pInOut, apStates, uCount);
+}
+
+void IirFilter::ProcessChainPair(uint32_t uSamples, float* pInOut0, float* pInOut1, IirFilter* const* ppFilters0,
+                                 IirFilter* const* ppFilters1, uint32_t uCount)
+{
+    QwIppIirState64f* apStates0[MAX_CHAIN];
+    QwIppIirState64f* apStates1[MAX_CHAIN];
+    QW_ASSERT(uCount <= MAX_CHAIN);
+    if (uCount == 0 || uCount > MAX_CHAIN)
+        return;
+    for (uint32_t i = 0; i < uCount; ++i) {
+        if (!ppFilters0[i]->IsSingleBiquad() || !ppFilters1[i]->IsSingleBiquad()) {
+            QW_ASSERT(false);
+            return;
+        }
+        apStates0[i] = ppFilters0[i]->m_pState;
+        apStates1[i] = ppFilters1[i]->m_pState;
+    }
+    ippsIIRBiquadChainPair64f_32f(uSamples, pInOut0, pInOut1, apStates0, apStates1, uCount);
+}

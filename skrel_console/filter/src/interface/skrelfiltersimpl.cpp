@@ -130,7 +130,19 @@ void SkrelFiltersImpl::ProcessDeinterleaved(uint32_t in_uFrames, float* const* i
     QW_ASSERT(in_uFrames <= m_uMaxBlockFrames);
     if (in_uFrames > m_uMaxBlockFrames || m_scratch.size() != m_uMaxBlockFrames)
         return;
-    for (uint32_t i = 0; i < m_pFilters.size(); ++i)
+    uint32_t i = 0;
+    // Whole blocks go through in place (what the padded step amounts to), two channels at a
+    // time where both run static biquads only.
+    if (in_uFrames == m_uMaxBlockFrames) {
+        for (; i + 1 < m_pFilters.size(); i += 2) {
+            if (!PrefilterDsp::ProcessPair(*m_pFilters[i], *m_pFilters[i + 1], in_uFrames, io_ppChannels[i],
+                                           io_ppChannels[i + 1])) {
+                ProcessChannel(i, in_uFrames, io_ppChannels[i]);
+                ProcessChannel(i + 1, in_uFrames, io_ppChannels[i + 1]);
+            }
+        }
+    }
+    for (; i < m_pFilters.size(); ++i)
         ProcessChannel(i, in_uFrames, io_ppChannels[i]);
 }
 
