@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 #include "qwfx/lib/qwassertlog.h"
+#include "qwfx/lib/qwhostallocator.h"
 #include "qwfx/lib/qwmodule.h"
 
 // Exit statuses: 0 done, 1 a run failed (file, module, Init), 2 the command line is wrong,
@@ -33,6 +34,15 @@ int QwfxError(int in_iStatus, const std::string& in_sMessage);
 // option; a missing value is reported in out_sError.
 bool QwfxTakeOption(const std::vector<std::string>& in_args, size_t& io_i, const char* in_pszName,
                     std::string& out_sValue, std::string& out_sError);
+
+// A whole decimal number from in_sMin to in_sMax, nothing else in the text.
+bool QwfxParseWhole(const std::string& in_sText, long in_sMin, long in_sMax, long& out_sValue);
+
+// The budget of qwfx's host allocator, as a game engine's pool has one: --memory-limit MB.
+const long QWFX_DEFAULT_MEMORY_LIMIT_MB = 1024;
+// "" when the allocator refused nothing, else "; the memory limit of N MB refused ..." for an
+// error line.
+std::string QwfxMemoryLimitNote(const QwHostAllocator& in_allocator);
 
 int QwfxList(const QwfxArgs& in_args);
 int QwfxParams(const QwfxArgs& in_args);
