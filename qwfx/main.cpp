@@ -24,6 +24,8 @@ const char* const USAGE =
     "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--svg FILE] [--rate HZ] [--length N]\n"
     "  reverb-model -o MODEL.bin [--rate HZ] [--early-ms MS] [--decay S]\n"
     "                            a synthetic model record for the reverb (--media of render reverb)\n"
+    "  stress [EFFECT] [--seconds S] [--seed N]\n"
+    "                            drive each effect as a hostile host would, S seconds each (10)\n"
     "EFFECT is a short name (qwfx list) or a plug-in id.\n";
 
 } // namespace
@@ -68,6 +70,8 @@ int main(int argc, char** argv)
         return QwfxCurve(args);
     if (sCommand == "response")
         return QwfxResponse(args);
+    if (sCommand == "stress")
+        return QwfxStress(args);
     if (sCommand == "reverb-model")
         return QwfxReverbModel(args);
     return QwfxError(QWFX_USAGE, "unknown command '" + sCommand + "' (try qwfx --help)");

@@ -53,6 +53,7 @@ int QwfxBoxModel(const QwfxArgs& in_args);
 int QwfxResponse(const QwfxArgs& in_args);
 int QwfxCurve(const QwfxArgs& in_args);
 int QwfxReverbModel(const QwfxArgs& in_args);
+int QwfxStress(const QwfxArgs& in_args);
 
 // The SVG sheet of all distortion curves, written by qwfx demo; false with a reason.
 bool QwfxWriteCurveSheet(const std::string& in_sPath, std::string& out_sError);

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds a Release and an ASan+UBSan configuration side by side, runs the whole test suite
-# in both, and smoke-runs qwfx list and qwfx demo with each.
+# in both, and smoke-runs qwfx list, qwfx demo and a short qwfx stress with each.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 jobs="${JOBS:-2}"
@@ -17,6 +17,8 @@ run_config() {
     "$dir/qwfx" list
     echo "== $dir: qwfx demo"
     "$dir/qwfx" demo "$dir/qwfx-demo"
+    echo "== $dir: qwfx stress, 2 s an effect"
+    "$dir/qwfx" stress --seconds 2
 }
 
 run_config build -DCMAKE_BUILD_TYPE=Release

@@ -188,3 +188,20 @@ TEST(QwfxReliability, CorruptedCountsEndInOneClearLine)
     const QwfxRunResult result = RunQwfx(args, dir);
     EXPECT_EQ(result.iStatus, 0) << result.sErr;
 }
+
+// A short stress run of one effect: one line of counts, no failures; bad options one line.
+TEST(QwfxReliability, StressPrintsItsCountsAndFailsOnlyForCause)
+{
+    TestTempDir dir;
+    const QwfxRunResult result = RunQwfx({"stress", "delay", "--seconds", "0.5", "--seed", "3"}, dir);
+    EXPECT_EQ(result.iStatus, 0) << result.sErr;
+    const auto lines = result.OutLines();
+    ASSERT_EQ(lines.size(), 2u) << result.sOut;
+    EXPECT_EQ(lines[1].rfind("delay ", 0), 0u) << lines[1];
+    EXPECT_EQ(lines[1].substr(lines[1].size() - 2), " 0") << lines[1]; // failures
+    for (const char* pszBad : {"--seconds=0", "--seed=-1", "--bogus", "no-such-effect"}) {
+        const QwfxRunResult bad = RunQwfx({"stress", pszBad}, dir);
+        EXPECT_EQ(bad.iStatus, 2) << pszBad;
+        EXPECT_EQ(bad.ErrLines().size(), 1u) << bad.sErr;
+    }
+}
