@@ -141,6 +141,8 @@ TEST(AllocationSweep, FiltersTypeChangeFailsAtEachStepAndIsRetried)
         uChangeCalls = sweep.allocator.AllocCalls() - uBefore;
     }
     ASSERT_GT(uChangeCalls, 0u);
+    std::printf("filters type change: %llu allocations, each failed in turn\n",
+                static_cast<unsigned long long>(uChangeCalls));
     for (uint64_t k = 1; k <= uChangeCalls; ++k) {
         QwEffectInstance instance(sweep.allocator);
         ASSERT_EQ(sweep.Create(instance, meta, 256), QW_Success);
