@@ -11,6 +11,7 @@
 // tails that end, every block given back by Term, and no block slower in CPU time than 20 times
 // the median of its kind (a denormal stall).
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -112,10 +113,11 @@ public:
 
     void Run(double in_fSeconds)
     {
-        const QwCpuTimer wall;
+        const auto start = std::chrono::steady_clock::now();
+        auto elapsed = [&] { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(); };
         for (Slot& slot : m_slots)
             Rebuild(slot);
-        while (wall.Seconds() < in_fSeconds) {
+        while (elapsed() < in_fSeconds) {
             Slot& slot = m_slots[Pick(INSTANCES)];
             if (!slot.pInstance || Chance(0.002)) {
                 Rebuild(slot);

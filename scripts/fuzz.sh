@@ -10,7 +10,9 @@ shift || true
 dir=build-fuzz
 targets=(paramblock reverbmodel boxmodel qwfxfiles)
 
-CXX=clang++ cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKVFX_FUZZ=ON -DKVFX_TESTS=OFF -DKVFX_BENCH=OFF
+# -O1: the sanitizers find the same faults, and the build is much quicker than at -O3.
+CXX=clang++ cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-O1 -DKVFX_FUZZ=ON \
+    -DKVFX_TESTS=OFF -DKVFX_BENCH=OFF
 cmake --build "$dir" -j "${JOBS:-2}" --target fuzz_seeds "${targets[@]/#/fuzz_}"
 
 irs=(qwfx/data/*.wav)
