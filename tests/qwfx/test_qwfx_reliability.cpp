@@ -26,11 +26,6 @@ QwPlanarAudio ReadBack(const std::string& in_sPath)
     return audio;
 }
 
-void PutU32(std::vector<uint8_t>& io_bytes, size_t in_uOffset, uint32_t in_uValue)
-{
-    std::memcpy(io_bytes.data() + in_uOffset, &in_uValue, 4);
-}
-
 } // namespace
 
 // The short-block rule seen from outside. Blocks of 1, 7, 512, 0, 300, 64 valid frames in a
@@ -106,11 +101,11 @@ TEST(QwfxReliability, UnevenBlocksFollowTheShortBlockRule)
             }
         return std::make_pair(fMaxError, fPeak);
     };
+    // Effect and options; short blocks run as whole blocks; an empty block runs as a block of zeros.
     struct Case
     {
-        std::vector<std::string> args; // effect, then options
-        bool bPads;          // short blocks run as whole blocks
-        bool bEmptyIsBlock;  // an empty block runs as a whole block of zeros
+        std::vector<std::string> args;
+        bool bPads, bEmptyIsBlock;
     };
     const Case aCases[] = {
         {{"distortion", "--set", "algorithm1=bit-aliasing", "--set", "drive1=8"}, true, true},
@@ -150,14 +145,14 @@ TEST(QwfxReliability, CorruptedCountsEndInOneClearLine)
     ASSERT_TRUE(QwWriteFloatWav(dir.File("in.wav"), QwPlanarAudio(48000, 2, 4800), sError)) << sError;
     std::vector<uint8_t> box = MakeBoxModelBlob(0.0f, TestNoise(2048, 1));
     std::vector<uint8_t> reverb = QwWriteReverbModel(QwSyntheticReverbModel(48000, 20.0f));
+    // Effect, record, offset of its count, the count, --memory-limit (null: default), text expected.
     struct Case
     {
-        const char* pszEffect;
+        const char *pszEffect;
         std::vector<uint8_t>& record;
-        size_t uOffset;   // of the count
+        size_t uOffset;
         uint32_t uCount;
-        const char* pszLimit; // --memory-limit, or null for the default
-        const char* pszText;  // expected in the one line
+        const char *pszLimit, *pszText;
     };
     const Case aCases[] = {
         // 0xFFFFFFFF taps are 16 GB of floats, 0x10000000 taps exactly 1 GB: past the default.
@@ -169,7 +164,7 @@ TEST(QwfxReliability, CorruptedCountsEndInOneClearLine)
     };
     for (const Case& c : aCases) {
         std::vector<uint8_t> record = c.record;
-        PutU32(record, c.uOffset, c.uCount);
+        std::memcpy(record.data() + c.uOffset, &c.uCount, 4);
         std::vector<std::string> args = {"render", c.pszEffect, dir.File("in.wav"), dir.File("out.wav"),
                                          "--media", WriteBytes(dir, "record.bin", record)};
         if (c.pszLimit)
@@ -197,7 +192,6 @@ TEST(QwfxReliability, StressPrintsItsCountsAndFailsOnlyForCause)
     EXPECT_EQ(result.iStatus, 0) << result.sErr;
     const auto lines = result.OutLines();
     ASSERT_EQ(lines.size(), 2u) << result.sOut;
-    EXPECT_EQ(lines[1].rfind("delay ", 0), 0u) << lines[1];
     EXPECT_EQ(lines[1].substr(lines[1].size() - 2), " 0") << lines[1]; // failures
     for (const char* pszBad : {"--seconds=0", "--seed=-1", "--bogus", "no-such-effect"}) {
         const QwfxRunResult bad = RunQwfx({"stress", pszBad}, dir);

@@ -50,27 +50,21 @@ TEST(ReverbHostileModel, NoTapsGiveTheDrySignal)
 // now no tail, no tail, and the longest tail there is. One block of 17 shows which.
 TEST(ReverbHostileModel, TailFromAnyDecayInTheRecord)
 {
-    struct Case
-    {
-        float fDecay;
-        uint32_t eStateAfterEnd;
-    };
-    const Case aCases[] = {
-        {std::nanf(""), 17u}, {-1.0f, 17u}, {1e30f, 45u}, {1e-9f, 17u}, // 8 x 1e-9 x 48000 < 1
-        {0.5f, 45u},                                                   // 192000 frames
-    };
-    for (const Case& c : aCases) {
+    // Decay, and the state after the end: 8 x 1e-9 x 48000 is below 1 frame, 0.5 gives 192000.
+    const std::pair<float, uint32_t> aCases[] = {
+        {std::nanf(""), 17u}, {-1.0f, 17u}, {1e30f, 45u}, {1e-9f, 17u}, {0.5f, 45u}};
+    for (const auto& [fDecay, eStateAfterEnd] : aCases) {
         TestHost host;
         const QwPluginRegistration& record = *BivrelReverbRegistration();
         QwEffectInstance instance(host.allocator);
         ASSERT_EQ(instance.CreateParams(record, {}, 60), QW_Success);
         ASSERT_EQ(instance.CreateEffect(record, QwFormat{48000, QwMakeChannelConfig(2, QW_MASK_STEREO), 0}, 256,
-                                        EmptyModel(c.fDecay)),
+                                        EmptyModel(fDecay)),
                   QW_Success);
         std::vector<float> block(2 * 256, 0.0f);
         QwAudioBuffer buffer = {block.data(), QwMakeChannelConfig(2, QW_MASK_STEREO), 17u, 256, 100};
         instance.Effect()->Execute(&buffer);
-        EXPECT_EQ(buffer.eState, c.eStateAfterEnd) << c.fDecay;
-        EXPECT_EQ(buffer.uValidFrames, 256u) << c.fDecay;
+        EXPECT_EQ(buffer.eState, eStateAfterEnd) << fDecay;
+        EXPECT_EQ(buffer.uValidFrames, 256u) << fDecay;
     }
 }
