@@ -1,5 +1,6 @@
 // qwfx render EFFECT IN OUT [options]: one effect over one audio file.
 #include <unistd.h>
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -24,7 +25,9 @@ struct RenderOptions
     std::string sMediaFile;
     std::string sIrFile; // box modeler: an impulse response packed in memory; reverb: a room fitted in memory
     std::string sChannels; // reverb --ir: the two channels of the room to fit
-    std::string sBlock = "512";
+    std::string sBlock;
+    std::string sBlocks;
+    std::string sMemoryLimit;
     std::string sLayout;
     std::string sMaxTail = "30";
     bool bStrict = false;
@@ -39,6 +42,8 @@ bool ParseOptions(const std::vector<std::string>& in_args, RenderOptions& out_op
             QwfxTakeOption(in_args, i, "--ir", out_options.sIrFile, out_sError) ||
             QwfxTakeOption(in_args, i, "--channels", out_options.sChannels, out_sError) ||
             QwfxTakeOption(in_args, i, "--block", out_options.sBlock, out_sError) ||
+            QwfxTakeOption(in_args, i, "--blocks", out_options.sBlocks, out_sError) ||
+            QwfxTakeOption(in_args, i, "--memory-limit", out_options.sMemoryLimit, out_sError) ||
             QwfxTakeOption(in_args, i, "--layout", out_options.sLayout, out_sError) ||
             QwfxTakeOption(in_args, i, "--max-tail", out_options.sMaxTail, out_sError))
             continue;
@@ -54,7 +59,8 @@ bool ParseOptions(const std::vector<std::string>& in_args, RenderOptions& out_op
     }
     if (out_sError.empty() && out_options.positional.size() != 3)
         out_sError = "usage: qwfx render EFFECT IN OUT [--params BLOCK.bin] [--set NAME|ID=VALUE]... "
-                     "[--media FILE | --ir IR.wav [--channels A,B]] [--block N] [--layout L] [--max-tail SECONDS] [--strict]";
+                     "[--media FILE | --ir IR.wav [--channels A,B]] [--block N | --blocks N1,N2,...] [--layout L] [--max-tail SECONDS] "
+                     "[--memory-limit MB] [--strict]";
     return out_sError.empty();
 }
 
@@ -95,6 +101,23 @@ bool FitRoom(const std::string& in_sIrFile, const uint32_t* in_pauChannels, cons
     return true;
 }
 
+// "1,7,512,0": each a whole number from 0 to 65535, at least one above 0.
+bool ParseBlockPattern(const std::string& in_sText, std::vector<uint16_t>& out_pattern)
+{
+    size_t uStart = 0;
+    while (true) {
+        const size_t uComma = in_sText.find(',', uStart);
+        long sLength = 0;
+        if (!QwfxParseWhole(in_sText.substr(uStart, uComma - uStart), 0, 65535, sLength))
+            return false;
+        out_pattern.push_back(static_cast<uint16_t>(sLength));
+        if (uComma == std::string::npos)
+            break;
+        uStart = uComma + 1;
+    }
+    return *std::max_element(out_pattern.begin(), out_pattern.end()) > 0;
+}
+
 void ShowProgress(uint64_t in_uDone, uint64_t in_uTotal)
 {
     std::fprintf(stderr, "\rqwfx: rendering %3.0f%%", in_uTotal ? 100.0 * in_uDone / in_uTotal : 100.0);
@@ -117,10 +140,24 @@ int QwfxRender(const QwfxArgs& in_args)
     uint32_t uId = 0;
     if (!QwPluginIdFromName(sEffect, uId))
         return QwfxError(QWFX_USAGE, "unknown effect '" + sEffect + "' (known: " + QwAllShortNames() + ")");
-    char* pEnd = nullptr;
-    const long sBlock = std::strtol(options.sBlock.c_str(), &pEnd, 10);
-    if (options.sBlock.empty() || *pEnd != '\0' || sBlock < 1 || sBlock > 65535)
+    if (!options.sBlock.empty() && !options.sBlocks.empty())
+        return QwfxError(QWFX_USAGE, "give --block or --blocks, not both");
+    long sBlock = 512;
+    if (!options.sBlock.empty() && !QwfxParseWhole(options.sBlock, 1, 65535, sBlock))
         return QwfxError(QWFX_USAGE, "bad --block '" + options.sBlock + "': expected a whole number from 1 to 65535");
+    std::vector<uint16_t> blockPattern;
+    if (!options.sBlocks.empty()) {
+        if (!ParseBlockPattern(options.sBlocks, blockPattern))
+            return QwfxError(QWFX_USAGE, "bad --blocks '" + options.sBlocks +
+                                             "': expected whole numbers from 0 to 65535 separated by commas, "
+                                             "at least one above 0");
+        sBlock = *std::max_element(blockPattern.begin(), blockPattern.end());
+    }
+    long sMemoryLimitMb = QWFX_DEFAULT_MEMORY_LIMIT_MB;
+    if (!options.sMemoryLimit.empty() && !QwfxParseWhole(options.sMemoryLimit, 1, 1 << 20, sMemoryLimitMb))
+        return QwfxError(QWFX_USAGE, "bad --memory-limit '" + options.sMemoryLimit +
+                                         "': expected megabytes, a whole number from 1 to 1048576");
+    char* pEnd = nullptr;
     const double fMaxTail = std::strtod(options.sMaxTail.c_str(), &pEnd);
     if (options.sMaxTail.empty() || *pEnd != '\0' || !std::isfinite(fMaxTail) || fMaxTail < 0.0)
         return QwfxError(QWFX_USAGE, "bad --max-tail '" + options.sMaxTail + "': expected seconds, 0 or more");
@@ -176,14 +213,14 @@ int QwfxRender(const QwfxArgs& in_args)
                                           ") is not registered in " + session.module.Path());
 
     QwHostAllocator allocator;
+    allocator.SetLimit(static_cast<uint64_t>(sMemoryLimitMb) << 20);
     QwEffectInstance instance(allocator);
-    if (!QwPrepareEffect(instance, setup, sError)) {
-        QwPrintAssertReport(session.asserts, stderr);
-        return QwfxError(QWFX_FAILED, sError);
-    }
+    if (!QwPrepareEffect(instance, setup, sError))
+        return QwfxError(QWFX_FAILED, sError + QwfxMemoryLimitNote(allocator) + QwAssertSummary(session.asserts));
 
     QwRenderOptions renderOptions;
     renderOptions.uBlockFrames = setup.uBlockFrames;
+    renderOptions.blockPattern = blockPattern;
     renderOptions.uMaxTailFrames = static_cast<uint64_t>(std::llround(fMaxTail * input.uSampleRate));
     if (isatty(STDERR_FILENO))
         renderOptions.progress = ShowProgress;
@@ -191,6 +228,8 @@ int QwfxRender(const QwfxArgs& in_args)
     const QwRenderStats stats =
         QwRender(*instance.Effect(), setup.format.uChannelConfig, input, output, renderOptions);
     instance.Release();
+    if (allocator.LimitRefusals() != 0)
+        std::fprintf(stderr, "qwfx: while rendering%s\n", QwfxMemoryLimitNote(allocator).c_str() + 1);
     if (!allocator.Balanced())
         std::fprintf(stderr, "qwfx: %s kept %zu memory blocks after Term\n", sEffect.c_str(), allocator.LiveBlocks());
     if (stats.bTailCapped)

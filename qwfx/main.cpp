@@ -12,6 +12,9 @@ const char* const USAGE =
     "  render EFFECT IN OUT      run an effect over an audio file, writing a 32-bit float WAV\n"
     "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--media FILE | --ir IR.wav [--channels A,B]]\n"
     "      [--block N] [--layout mono|stereo|4.0|5.0|5.1|7.1] [--max-tail SECONDS] [--strict]\n"
+    "      [--params BLOCK.bin] [--set NAME|ID=VALUE]... [--media FILE | --ir IR.wav]\n"
+    "      [--block N | --blocks N1,N2,...] [--layout mono|stereo|4.0|5.0|5.1|7.1] [--max-tail SECONDS]\n"
+    "      [--memory-limit MB (default 1024)] [--strict]\n"
     "  demo [DIR]                render a test programme through every effect (default qwfx-demo/)\n"
     "  box-model IR.wav -o MODEL.bin [--channel N] [--gain-db G]\n"
     "                            pack an impulse response as the box modeler's media\n"
@@ -29,6 +32,8 @@ const char* const USAGE =
     "  decay A.wav [B.wav]       T30 and EDT per octave (and B's errors against A)\n"
     "  transients IN.wav [--order N] [--frame MS] [--hop MS] [--top N] [--min-gap MS] [--csv FILE]\n"
     "                            the strongest clicks, dropouts and edits, where linear prediction fails\n"
+    "  stress [EFFECT] [--seconds S] [--seed N]\n"
+    "                            drive each effect as a hostile host would, S seconds each (10)\n"
     "EFFECT is a short name (qwfx list) or a plug-in id.\n";
 
 } // namespace
@@ -73,6 +78,8 @@ int main(int argc, char** argv)
         return QwfxCurve(args);
     if (sCommand == "response")
         return QwfxResponse(args);
+    if (sCommand == "stress")
+        return QwfxStress(args);
     if (sCommand == "reverb-model")
         return QwfxReverbModel(args);
     if (sCommand == "model-reverb")

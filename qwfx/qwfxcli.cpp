@@ -1,5 +1,6 @@
 #include "qwfx/qwfxcli.h"
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 int QwfxError(int in_iStatus, const std::string& in_sMessage)
@@ -38,4 +39,28 @@ bool QwfxTakeOption(const std::vector<std::string>& in_args, size_t& io_i, const
         return false;
     out_sValue = sArg.substr(uLength + 1);
     return true;
+}
+
+bool QwfxParseWhole(const std::string& in_sText, long in_sMin, long in_sMax, long& out_sValue)
+{
+    if (in_sText.empty() || in_sText.size() > 12 || in_sText.find_first_not_of("0123456789") != std::string::npos)
+        return false;
+    const long sValue = std::strtol(in_sText.c_str(), nullptr, 10);
+    if (sValue < in_sMin || sValue > in_sMax)
+        return false;
+    out_sValue = sValue;
+    return true;
+}
+
+std::string QwfxMemoryLimitNote(const QwHostAllocator& in_allocator)
+{
+    if (in_allocator.LimitRefusals() == 0)
+        return std::string();
+    char acText[200];
+    std::snprintf(acText, sizeof acText,
+                  "; the memory limit of %llu MB refused %llu request%s, the largest for %.1f MB (--memory-limit)",
+                  static_cast<unsigned long long>(in_allocator.Limit() >> 20),
+                  static_cast<unsigned long long>(in_allocator.LimitRefusals()),
+                  in_allocator.LimitRefusals() == 1 ? "" : "s", in_allocator.LargestRefused() / 1048576.0);
+    return acText;
 }

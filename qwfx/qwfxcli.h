@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 #include "qwfx/lib/qwassertlog.h"
+#include "qwfx/lib/qwhostallocator.h"
 #include "qwfx/lib/qwmodule.h"
 
 // Exit statuses: 0 done, 1 a run failed (file, module, Init), 2 the command line is wrong,
@@ -35,6 +36,15 @@ int QwfxError(int in_iStatus, const std::string& in_sMessage);
 bool QwfxTakeOption(const std::vector<std::string>& in_args, size_t& io_i, const char* in_pszName,
                     std::string& out_sValue, std::string& out_sError);
 
+// A whole decimal number from in_sMin to in_sMax, nothing else in the text.
+bool QwfxParseWhole(const std::string& in_sText, long in_sMin, long in_sMax, long& out_sValue);
+
+// The budget of qwfx's host allocator, as a game engine's pool has one: --memory-limit MB.
+const long QWFX_DEFAULT_MEMORY_LIMIT_MB = 1024;
+// "" when the allocator refused nothing, else "; the memory limit of N MB refused ..." for an
+// error line.
+std::string QwfxMemoryLimitNote(const QwHostAllocator& in_allocator);
+
 int QwfxList(const QwfxArgs& in_args);
 int QwfxParams(const QwfxArgs& in_args);
 int QwfxRender(const QwfxArgs& in_args);
@@ -51,6 +61,7 @@ int QwfxDecay(const QwfxArgs& in_args);
 // in_pszWhat is still going.
 void QwfxRunWithProgress(const char* in_pszWhat, const std::function<void()>& in_work);
 int QwfxTransients(const QwfxArgs& in_args);
+int QwfxStress(const QwfxArgs& in_args);
 
 // The SVG sheet of all distortion curves, written by qwfx demo; false with a reason.
 bool QwfxWriteCurveSheet(const std::string& in_sPath, std::string& out_sError);

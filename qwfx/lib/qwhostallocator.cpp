@@ -8,9 +8,15 @@ QwHostAllocator::~QwHostAllocator()
         std::free(entry.second.pRaw);
 }
 
-bool QwHostAllocator::ShouldFail()
+bool QwHostAllocator::ShouldFail(size_t in_uSize)
 {
     ++m_uAllocCalls;
+    if (m_uLimit != 0 && (in_uSize > m_uLimit || m_uBytesLive > m_uLimit - in_uSize)) {
+        ++m_uLimitRefusals;
+        if (in_uSize > m_uLargestRefused)
+            m_uLargestRefused = in_uSize;
+        return true;
+    }
     if (m_uFailAt == 0)
         return false;
     if (m_uAllocCalls == m_uFailAt || (m_bFailAfter && m_uAllocCalls > m_uFailAt)) {
@@ -34,7 +40,7 @@ void* QwHostAllocator::Record(void* in_pRaw, void* in_pUser, size_t in_uSize)
 
 void* QwHostAllocator::Malloc(size_t in_uSize, const char*, int32_t)
 {
-    if (ShouldFail())
+    if (ShouldFail(in_uSize))
         return nullptr;
     void* p = std::malloc(in_uSize ? in_uSize : 1);
     return Record(p, p, in_uSize);
@@ -42,9 +48,11 @@ void* QwHostAllocator::Malloc(size_t in_uSize, const char*, int32_t)
 
 void* QwHostAllocator::MallocAligned(size_t in_uSize, uint32_t in_uAlignment, const char*, int32_t)
 {
-    if (ShouldFail())
+    if (ShouldFail(in_uSize))
         return nullptr;
     const size_t uAlign = in_uAlignment < alignof(std::max_align_t) ? alignof(std::max_align_t) : in_uAlignment;
+    if (in_uSize > SIZE_MAX - uAlign)
+        return nullptr;
     void* pRaw = std::malloc(in_uSize + uAlign);
     if (!pRaw)
         return nullptr;

@@ -1,5 +1,6 @@
-// The host's allocator: counts calls and bytes, can fail the k-th allocation on demand, and
-// tells whether every block was given back. Used by qwfx and by the tests.
+// The host's allocator: counts calls and bytes, can fail the k-th allocation on demand, holds
+// to a budget of live bytes as a game engine's pool does, and tells whether every block was
+// given back. Used by qwfx and by the tests.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -27,6 +28,12 @@ public:
         m_bFailAfter = in_uK != 0;
     }
 
+    // Live bytes may not exceed this; a request that would go past it returns null. 0: none.
+    void SetLimit(uint64_t in_uBytes) { m_uLimit = in_uBytes; }
+    uint64_t Limit() const { return m_uLimit; }
+    uint64_t LimitRefusals() const { return m_uLimitRefusals; }
+    uint64_t LargestRefused() const { return m_uLargestRefused; }
+
     uint64_t AllocCalls() const { return m_uAllocCalls; }
     uint64_t FreeCalls() const { return m_uFreeCalls; }
     uint64_t FailedCalls() const { return m_uFailedCalls; }
@@ -38,7 +45,7 @@ public:
     uint64_t BadFrees() const { return m_uBadFrees; }
 
 private:
-    bool ShouldFail();
+    bool ShouldFail(size_t in_uSize);
     void* Record(void* in_pRaw, void* in_pUser, size_t in_uSize);
 
     struct Block
@@ -55,5 +62,8 @@ private:
     uint64_t m_uPeakBytesLive = 0;
     uint64_t m_uBadFrees = 0;
     uint64_t m_uFailAt = 0;
+    uint64_t m_uLimit = 0;
+    uint64_t m_uLimitRefusals = 0;
+    uint64_t m_uLargestRefused = 0;
     bool m_bFailAfter = false;
 };

@@ -71,8 +71,19 @@ QwRenderStats QwRender(QwEffectPlugin& io_effect, uint32_t in_uChannelConfig, co
     // Input blocks. An empty input still makes one call: the end of input must be told.
     uint64_t uPos = 0;
     uint32_t eState = QW_InputEnded;
+    // A pattern of empty blocks only would never reach the end of the input.
+    const bool bPatternMoves = std::any_of(in_options.blockPattern.begin(), in_options.blockPattern.end(),
+                                           [](uint16_t in_uLength) { return in_uLength > 0; });
+    static const std::vector<uint16_t> NO_PATTERN;
+    const std::vector<uint16_t>& pattern = bPatternMoves ? in_options.blockPattern : NO_PATTERN;
+    size_t iPattern = 0;
     do {
-        const uint16_t uValid = static_cast<uint16_t>(std::min<uint64_t>(uBlock, uFrames - uPos));
+        uint16_t uWanted = uBlock;
+        if (!pattern.empty()) {
+            uWanted = std::min(pattern[iPattern], uBlock);
+            iPattern = (iPattern + 1) % pattern.size();
+        }
+        const uint16_t uValid = static_cast<uint16_t>(std::min<uint64_t>(uWanted, uFrames - uPos));
         const bool bLast = uPos + uValid >= uFrames;
         for (uint32_t c = 0; c < uChannels; ++c) {
             if (uValid > 0)

@@ -1,12 +1,14 @@
 // The host's render loop, the one place that drives Execute block by block.
 //
-// Input goes in blocks of uBlockFrames; every block but the last carries state 45, the last
+// Input goes in blocks of uBlockFrames, or of the valid lengths of blockPattern in turn (the
+// buffer is then uBlockFrames long); every block but the last carries state 45, the last
 // (possibly short, possibly empty) carries 17. After it the loop keeps calling with no valid
 // frames and state 17 while the effect answers 45, until the tail has produced
 // uMaxTailFrames frames. Every valid frame the effect returns is kept.
 #pragma once
 #include <cstdint>
 #include <functional>
+#include <vector>
 #include "host/qwplugin.h"
 #include "qwfx/lib/qwplanaraudio.h"
 
@@ -14,6 +16,9 @@ struct QwRenderOptions
 {
     uint16_t uBlockFrames = 512;
     uint64_t uMaxTailFrames = 0;
+    // Valid lengths of the input blocks, cycled; 0 allowed, none above uBlockFrames, at least one
+    // above 0. Empty: every block full.
+    std::vector<uint16_t> blockPattern;
     // False: output is not collected (benchmarks); only the counts are kept.
     bool bKeepOutput = true;
     // Called now and then with frames of input consumed so far and in total.

@@ -72,7 +72,9 @@ bool PartConvNoLock::SetTaps(uint32_t uNumTaps, const float* pTaps, bool bKeepSt
         for (uint32_t p = 0; p < m_uNumPartitions; ++p) {
             const uint32_t n = uLeft < B ? uLeft : B;
             ippsZero_32f(2 * B, pTime);
-            ippsCopy_32f(n, pTaps + p * B, pTime);
+            // Partitions past the last tap are silence; an empty response may come as a null pointer.
+            if (n != 0)
+                ippsCopy_32f(n, pTaps + p * B, pTime);
             // No gain: the forward and inverse transforms already cancel.
             m_FFT.ForwardReal(pTime, Kernel(p));
             uLeft -= n;

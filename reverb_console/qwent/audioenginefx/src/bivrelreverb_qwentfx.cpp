@@ -6,6 +6,17 @@ float DbToLinear(float in_fDb)
 {
     return std::exp(in_fDb * 0.115129255f);
 }
+
+// A model record's values are outside bytes: a tail beyond 32 bits is as long as the count can
+// hold, short of the handler's "not started" mark; NaN and negative give none.
+uint32_t TailFramesFrom(float in_fFrames)
+{
+    if (!(in_fFrames > 0.0f))
+        return 0;
+    if (in_fFrames >= 4294967040.0f)
+        return 0xFFFFFFFEu;
+    return static_cast<uint32_t>(in_fFrames);
+}
 } // namespace
 
 QwResult BivrelReverbFX::Init(QwPluginMemAlloc* in_pAllocator, QwEffectContext* in_pContext,
@@ -46,7 +57,7 @@ QwResult BivrelReverbFX::Init(QwPluginMemAlloc* in_pAllocator, QwEffectContext* 
         fLargest = params.fMidMultiplier;
     if (params.fHighMultiplier > fLargest)
         fLargest = params.fHighMultiplier;
-    m_uTailFrames = static_cast<uint32_t>(static_cast<float>(io_format.uSampleRate) * params.fDecayTime * 8.0f * fLargest);
+    m_uTailFrames = TailFramesFrom(static_cast<float>(io_format.uSampleRate) * params.fDecayTime * 8.0f * fLargest);
     return QW_Success;
 }
 
