@@ -70,28 +70,6 @@ TEST(QwRoomAcoustics, SchroederCurveOfAPureExponentialIsAStraightLine)
     EXPECT_TRUE(std::isnan(QwDecayTime(std::vector<double>(edc.begin(), edc.begin() + 4800), fRate, -5.0, -35.0)));
 }
 
-TEST(QwRoomAcoustics, DecayingOctaveTonesGiveTheirT60)
-{
-    // One tone at each octave's centre, each decaying at its own T60, no noise: the octave's
-    // energy is that exponential (its neighbours sit 24 dB down and decay within 20 % of it),
-    // so T30 and EDT find T60 to 2 %, the ripple of the squared tone left in the integral.
-    const double fRate = 48000.0;
-    const double afT60[QW_OCTAVE_COUNT] = {0.9, 1.1, 0.8, 0.7, 0.6, 0.5, 0.4};
-    QwPlanarAudio audio(48000, 1, static_cast<size_t>(1.5 * fRate));
-    for (size_t b = 0; b < QW_OCTAVE_COUNT; ++b)
-        for (size_t i = 0; i < audio.NumFrames(); ++i) {
-            const double t = static_cast<double>(i) / fRate;
-            audio.channels[0][i] += static_cast<float>(std::pow(10.0, -3.0 * t / afT60[b]) *
-                                                       std::sin(2.0 * M_PI * QW_OCTAVE_CENTRES[b] * t + 0.3 * b));
-        }
-    const std::vector<QwBandDecay> bands = QwAnalyseOctaves(audio);
-    ASSERT_EQ(bands.size(), QW_OCTAVE_COUNT);
-    for (size_t b = 0; b < QW_OCTAVE_COUNT; ++b) {
-        EXPECT_NEAR(bands[b].fT30, afT60[b], 0.02 * afT60[b]) << bands[b].fCentre << " Hz";
-        EXPECT_NEAR(bands[b].fEdt, afT60[b], 0.02 * afT60[b]) << bands[b].fCentre << " Hz";
-    }
-}
-
 TEST(QwRoomAcoustics, DecayingBandNoiseGivesItsT60PerOctaveAboveANoiseFloor)
 {
     // Octaves of noise, each decaying at its own T60, over a white floor from 55 dB (8 kHz) to
