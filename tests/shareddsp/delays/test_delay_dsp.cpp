@@ -103,9 +103,11 @@ TEST(SkrelDelayDsp, GlideMovesOneSampleOfDelayPerSample)
 {
     TestHost host;
     struct Case { float fFromMs, fToMs; size_t uSplit; uint32_t uBlock; long d; };
-    const Case cases[] = {{200.0f, 300.0f, 8000, 100, 1}, {300.0f, 200.0f, 12000, 256, -1}};
+    // The last case glides after the write head has wrapped (64001 samples), so that the new
+    // read position lies behind the line's start.
+    const Case cases[] = {{200.0f, 300.0f, 8000, 100, 1}, {300.0f, 200.0f, 12000, 256, -1}, {200.0f, 300.0f, 60000, 256, 1}};
     const long D = 3200;
-    std::vector<float> x(30000);
+    std::vector<float> x(72000);
     for (size_t i = 0; i < x.size(); ++i)
         x[i] = 0.5f * std::sin(0.01f * static_cast<float>(i)) + 0.3f * std::sin(0.37f * static_cast<float>(i));
     for (const Case& c : cases) {
