@@ -183,9 +183,9 @@ TEST(SkrelDelayDsp, CharacterStages)
         EXPECT_NEAR(dsp.ApplyCharacter(c.x), c.fExpected, 3e-6f * std::fabs(c.fExpected) + 1e-13f)
             << "mode " << c.uMode << ", amount " << c.fAmount << ", x " << c.x;
     }
-    // Amount to kept bits and moving-average length: 16 - 10 a bits, 8 a samples.
+    // Amount to kept bits and moving-average length: 16 - 10 a bits (13.5 -> 14), 8 a samples.
     struct Bits { float fAmount; uint32_t uMask, uAverage; };
-    const Bits bits[] = {{0.0f, 0xFFFF0000u, 0}, {0.5f, 0xFFE00000u, 4}, {1.0f, 0xFC000000u, 8}};
+    const Bits bits[] = {{0.0f, 0xFFFF0000u, 0}, {0.25f, 0xFFFC0000u, 2}, {0.5f, 0xFFE00000u, 4}, {1.0f, 0xFC000000u, 8}};
     for (uint32_t uMode : {D::DELAY_MODE_BITS_MAGNITUDE, D::DELAY_MODE_BITS_TWOS})
         for (const Bits& b : bits) {
             SkrelDelayDsp dsp(48000);
