@@ -69,19 +69,10 @@ TEST(QwfxEffects, ParameterBlockAndSetAgree)
     EXPECT_EQ(dryBlock.channels, overridden.channels);
 }
 
-TEST(QwfxEffects, DistortionFollowsItsCurvesWhateverTheHostBlock)
+TEST(QwfxEffects, DistortionIsTheSameWhateverTheHostBlock)
 {
     TestTempDir dir;
     const QwPlanarAudio input = Programme();
-    // Wrecktifier at Character 1, Drive 0: |x|; then Crunchy Grunge (17) at Drive 0: tanh at -3 dB.
-    const QwPlanarAudio output = Render(dir, "distortion", input,
-                                        Sets({"algorithm1=wrecktifier", "character1=1", "drive1=0", "algorithm2=17",
-                                              "drive2=0"}));
-    ASSERT_EQ(output.NumFrames(), input.NumFrames());
-    for (uint32_t c = 0; c < 2; ++c)
-        for (size_t i = 0; i < input.NumFrames(); ++i)
-            ASSERT_NEAR(output.channels[c][i], std::tanh(std::fabs(input.channels[c][i])) * std::pow(10.0, -3.0 / 20),
-                        1e-6) << c << " " << i;
     // A memoryless curve: each sample's answer is the same whatever block carries it.
     const std::vector<std::string> settings = Sets({"algorithm1=amp-drainer", "drive1=6"});
     std::vector<QwPlanarAudio> outputs;
