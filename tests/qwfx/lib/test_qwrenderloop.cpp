@@ -100,8 +100,9 @@ QwRenderStats Render(FakeEffect& io_effect, const QwPlanarAudio& in_input, QwPla
 // blocks of 256: block 4 has 232 valid frames and state 17, the tail (300) starts, 24 of it fit
 // there, 276 left; tail call 1 leaves 20 (45), tail call 2 none (17): 6 x 256 frames out.
 // A cap of 100: after 24 tail frames one call follows (280 >= 100), still answering 45. A cap
-// of 0 keeps the padded last block only. An effect that answers 45 with nothing valid is cut
-// after ceil(1000 / 256) = 4 tail calls, and after 4 for a cap of exactly 1024.
+// of 0, or of the 24 frames already out, keeps the padded last block only. An effect that
+// answers 45 with nothing valid is cut after ceil(1000 / 256) = 4 tail calls, and after 4 for a
+// cap of exactly 1024.
 TEST(QwRenderLoop, BlocksStatesAndTail)
 {
     using K = FakeEffect::Kind;
@@ -114,6 +115,7 @@ TEST(QwRenderLoop, BlocksStatesAndTail)
         {K::Delay, 300, 2, 1000, 256, 48000, {256, 256, 256, 232, 0, 0}, {45, 45, 45, 17, 17, 17}, 2, false, 1536},
         {K::Delay, 300, 1, 1000, 256, 100, {256, 256, 256, 232, 0}, {45, 45, 45, 17, 17}, 1, true, 1280},
         {K::Delay, 300, 1, 1000, 256, 0, {256, 256, 256, 232}, {45, 45, 45, 17}, 0, true, 1024},
+        {K::Delay, 300, 1, 1000, 256, 24, {256, 256, 256, 232}, {45, 45, 45, 17}, 0, true, 1024},
         {K::Endless, 0, 1, 1000, 256, 1000, {256, 256, 256, 232, 0, 0, 0, 0}, {45, 45, 45, 17, 17, 17, 17, 17}, 4, true, 0},
         {K::Endless, 0, 1, 1000, 256, 1024, {256, 256, 256, 232, 0, 0, 0, 0}, {45, 45, 45, 17, 17, 17, 17, 17}, 4, true, 0},
     };
