@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <cmath>
-#include <complex>
 #include <cstring>
 #include <fstream>
 #include <random>
@@ -28,15 +27,6 @@ std::string WriteBytes(const TestTempDir& in_dir, const char* in_pszName, const 
     std::ofstream file(in_dir.File(in_pszName), std::ios::binary);
     file.write(static_cast<const char*>(in_pData), static_cast<std::streamsize>(in_uSize));
     return in_dir.File(in_pszName);
-}
-
-// Amplitude of the in_dF Hz component over the second half of a one-second signal.
-double Amplitude(const std::vector<float>& in_s, double in_dF)
-{
-    std::complex<double> sum = 0.0;
-    for (size_t n = 24000; n < 48000; ++n)
-        sum += static_cast<double>(in_s[n]) * std::polar(1.0, -2 * M_PI * in_dF * n / 48000.0);
-    return 2.0 * std::abs(sum) / 24000.0;
 }
 
 } // namespace
@@ -79,19 +69,10 @@ TEST(QwfxEffects, ParameterBlockAndSetAgree)
     EXPECT_EQ(dryBlock.channels, overridden.channels);
 }
 
-TEST(QwfxEffects, DistortionFollowsItsCurvesWhateverTheHostBlock)
+TEST(QwfxEffects, DistortionIsTheSameWhateverTheHostBlock)
 {
     TestTempDir dir;
     const QwPlanarAudio input = Programme();
-    // Wrecktifier at Character 1, Drive 0: |x|; then Crunchy Grunge (17) at Drive 0: tanh at -3 dB.
-    const QwPlanarAudio output = Render(dir, "distortion", input,
-                                        Sets({"algorithm1=wrecktifier", "character1=1", "drive1=0", "algorithm2=17",
-                                              "drive2=0"}));
-    ASSERT_EQ(output.NumFrames(), input.NumFrames());
-    for (uint32_t c = 0; c < 2; ++c)
-        for (size_t i = 0; i < input.NumFrames(); ++i)
-            ASSERT_NEAR(output.channels[c][i], std::tanh(std::fabs(input.channels[c][i])) * std::pow(10.0, -3.0 / 20),
-                        1e-6) << c << " " << i;
     // A memoryless curve: each sample's answer is the same whatever block carries it.
     const std::vector<std::string> settings = Sets({"algorithm1=amp-drainer", "drive1=6"});
     std::vector<QwPlanarAudio> outputs;
@@ -104,55 +85,6 @@ TEST(QwfxEffects, DistortionFollowsItsCurvesWhateverTheHostBlock)
     EXPECT_EQ(outputs[0].channels, outputs[2].channels);
     ExpectOneLineError(RunQwfx({"render", "distortion", dir.File("in.wav"), dir.File("bad.wav"), "--set",
                                 "algorithm1=fuzzz"}, dir), "fuzzz", dir.File("bad.wav"));
-}
-
-TEST(QwfxEffects, DynamicsCompressorWithZeroAttackHitsItsTarget)
-{
-    TestTempDir dir;
-    // Left a steady 0.5, 14 dB over a -20 dB threshold; right a steady 0.05, under it.
-    QwPlanarAudio input(48000, 2, 2400);
-    std::fill(input.channels[0].begin(), input.channels[0].end(), 0.5f);
-    std::fill(input.channels[1].begin(), input.channels[1].end(), 0.05f);
-    // Threshold -20 dB, ratio 4, attack 0 (by id), release 100 ms, expander off.
-    const QwPlanarAudio output =
-        Render(dir, "dynamics", input, Sets({"comp-threshold=-20", "comp-ratio=4", "3=0", "comp-release=100"}));
-    ASSERT_EQ(output.NumFrames(), 2400u);
-    // Target gain c = (x / T)^(1/ratio - 1) with T = e^(-20 x 0.115129255) (about 0.1).
-    // Attack 0 puts the gain on c at once; on the next sample gain <= c takes the release
-    // branch towards 1, h = c a + (1 - a) with a = e^(-2000 / 48000 / 100), and the one after
-    // pulls it back to c: the gain alternates between the two, even samples on c.
-    const double fThreshold = std::exp(-20.0 * 0.115129255);
-    const double fTarget = std::pow(0.5 / fThreshold, 0.25 - 1.0);
-    const double fA = std::exp(-2000.0 / 48000.0 / 100.0);
-    const double fHunt = fTarget * fA + (1.0 - fA);
-    for (size_t i = 0; i < 2400; ++i) {
-        const double fExpected = 0.5 * (i % 2 == 0 ? fTarget : fHunt);
-        ASSERT_NEAR(output.channels[0][i], fExpected, 2e-6 * fExpected) << i; // float pow: a few ulps
-        // Under the threshold the gain stays 1; the +-1e-10 guards are below float resolution at 0.05.
-        ASSERT_EQ(output.channels[1][i], 0.05f) << i;
-    }
-}
-
-TEST(QwfxEffects, FiltersLowPassTakesTheHighTone)
-{
-    TestTempDir dir;
-    // A 60 Hz plus 8 kHz tone, and its negative on the right.
-    QwPlanarAudio input(48000, 2, 48000);
-    for (size_t n = 0; n < 48000; ++n) {
-        const double t = static_cast<double>(n) / 48000.0;
-        input.channels[0][n] = static_cast<float>(0.4 * std::sin(2 * M_PI * 60 * t) + 0.4 * std::sin(2 * M_PI * 8000 * t));
-        input.channels[1][n] = -input.channels[0][n];
-    }
-    // A 2 kHz low-pass of Q 0.7071 on filter 3 alone.
-    const QwPlanarAudio output =
-        Render(dir, "filters", input, Sets({"f1-mode=off", "f2-mode=off", "f3-freq=2000", "f3-q=0.7071"}));
-    // |H(8 kHz)| of the cookbook low-pass, worked by hand: w0 = pi / 12, c = 0.96593,
-    // alpha = 0.18301; at w = pi / 3 the numerator is b0 |1 + z^-1|^2 = 0.017037 x 3 = 0.051111
-    // and the denominator |1.18301 - 1.93185 z^-1 + 0.81699 z^-2| = 0.98430, so 0.051926.
-    for (uint32_t c = 0; c < 2; ++c) {
-        EXPECT_NEAR(Amplitude(output.channels[c], 60.0), 0.4, 0.004) << c;
-        EXPECT_NEAR(Amplitude(output.channels[c], 8000.0), 0.4 * 0.051926, 0.0005) << c;
-    }
 }
 
 TEST(QwfxEffects, MultibandSplitsDistortsAndSums)

@@ -94,112 +94,60 @@ QwRenderStats Render(FakeEffect& io_effect, const QwPlanarAudio& in_input, QwPla
                     in_input, out_output, options);
 }
 
-std::vector<uint16_t> ValidFrames(const FakeEffect& in_effect)
-{
-    std::vector<uint16_t> frames;
-    for (const Call& call : in_effect.calls)
-        frames.push_back(call.uValidFrames);
-    return frames;
-}
-
-std::vector<uint32_t> States(const FakeEffect& in_effect)
-{
-    std::vector<uint32_t> states;
-    for (const Call& call : in_effect.calls)
-        states.push_back(call.eState);
-    return states;
-}
-
 } // namespace
 
-TEST(QwRenderLoop, ShortLastBlockCarriesInputEnded)
+// The calls the loop makes and what it keeps, worked by hand. A delay of 300 over 1000 frames in
+// blocks of 256: block 4 has 232 valid frames and state 17, the tail (300) starts, 24 of it fit
+// there, 276 left; tail call 1 leaves 20 (45), tail call 2 none (17): 6 x 256 frames out.
+// A cap of 100: after 24 tail frames one call follows (280 >= 100), still answering 45. A cap
+// of 0, or of the 24 frames already out, keeps the padded last block only. An effect that
+// answers 45 with nothing valid is cut after ceil(1000 / 256) = 4 tail calls, and after 4 for a
+// cap of exactly 1024.
+TEST(QwRenderLoop, BlocksStatesAndTail)
 {
-    FakeEffect effect(FakeEffect::Kind::Gain, 0, 2);
-    const QwPlanarAudio input = Ramp(2, 1000);
-    QwPlanarAudio output;
-    const QwRenderStats stats = Render(effect, input, output, 256, 48000);
-    // 1000 = 3 x 256 + 232.
-    EXPECT_EQ(ValidFrames(effect), (std::vector<uint16_t>{256, 256, 256, 232}));
-    EXPECT_EQ(States(effect), (std::vector<uint32_t>{45, 45, 45, 17}));
-    for (const Call& call : effect.calls) {
-        EXPECT_EQ(call.uMaxFrames, 256);
-        EXPECT_TRUE(call.bZeroPastValid);
-    }
-    ASSERT_EQ(output.NumChannels(), 2u);
-    ASSERT_EQ(output.NumFrames(), 1000u);
-    for (uint32_t c = 0; c < 2; ++c)
-        for (size_t i = 0; i < 1000; ++i)
-            ASSERT_EQ(output.channels[c][i], 2.0f * input.channels[c][i]) << c << " " << i;
-    EXPECT_EQ(stats.uTailCalls, 0u);
-    EXPECT_EQ(stats.uTailFrames, 0u);
-    EXPECT_FALSE(stats.bTailCapped);
-}
-
-TEST(QwRenderLoop, WholeLastBlockAndEmptyInputStillEndTheStream)
-{
-    FakeEffect whole(FakeEffect::Kind::Gain, 0, 1);
-    QwPlanarAudio output;
-    Render(whole, Ramp(1, 512), output, 256, 0);
-    EXPECT_EQ(ValidFrames(whole), (std::vector<uint16_t>{256, 256}));
-    EXPECT_EQ(States(whole), (std::vector<uint32_t>{45, 17}));
-    EXPECT_EQ(output.NumFrames(), 512u);
-
-    FakeEffect empty(FakeEffect::Kind::Gain, 0, 1);
-    Render(empty, Ramp(1, 0), output, 64, 0);
-    EXPECT_EQ(ValidFrames(empty), (std::vector<uint16_t>{0}));
-    EXPECT_EQ(States(empty), (std::vector<uint32_t>{17}));
-    EXPECT_EQ(output.NumFrames(), 0u);
-}
-
-TEST(QwRenderLoop, TailRunsUntilTheEffectStopsAnswering45)
-{
-    // Delay of 300 frames, input 1000 frames in blocks of 256. Worked by hand:
-    // block 4 has 232 valid frames and state 17: the tail (300) starts, room 24 -> 276 left,
-    // padded to 256, state 45. Tail call 1: room 256 -> 20 left, 45. Tail call 2: 0 left, 17.
-    // So 6 calls and 6 x 256 = 1536 frames out.
-    FakeEffect effect(FakeEffect::Kind::Delay, 300, 2);
-    const QwPlanarAudio input = Ramp(2, 1000);
-    QwPlanarAudio output;
-    const QwRenderStats stats = Render(effect, input, output, 256, 48000);
-    EXPECT_EQ(ValidFrames(effect), (std::vector<uint16_t>{256, 256, 256, 232, 0, 0}));
-    EXPECT_EQ(States(effect), (std::vector<uint32_t>{45, 45, 45, 17, 17, 17}));
-    EXPECT_EQ(stats.uTailCalls, 2u);
-    EXPECT_FALSE(stats.bTailCapped);
-    ASSERT_EQ(output.NumFrames(), 1536u);
-    EXPECT_EQ(stats.uTailFrames, 536u);
-    // The whole input comes out, 300 frames late, followed by silence.
-    for (uint32_t c = 0; c < 2; ++c)
-        for (size_t i = 0; i < 1536; ++i) {
-            const float fExpected = i >= 300 && i < 1300 ? input.channels[c][i - 300] : 0.0f;
-            ASSERT_EQ(output.channels[c][i], fExpected) << c << " " << i;
+    using K = FakeEffect::Kind;
+    struct Case { K eKind; uint32_t uDelay, uChannels; size_t uFrames; uint16_t uBlock; uint64_t uMaxTail;
+                  std::vector<uint16_t> valid; std::vector<uint32_t> states; uint32_t uTailCalls; bool bCapped; size_t uOut; };
+    const Case cases[] = {
+        {K::Gain, 0, 2, 1000, 256, 48000, {256, 256, 256, 232}, {45, 45, 45, 17}, 0, false, 1000},
+        {K::Gain, 0, 1, 512, 256, 0, {256, 256}, {45, 17}, 0, false, 512},
+        {K::Gain, 0, 1, 0, 64, 0, {0}, {17}, 0, false, 0},
+        {K::Delay, 300, 2, 1000, 256, 48000, {256, 256, 256, 232, 0, 0}, {45, 45, 45, 17, 17, 17}, 2, false, 1536},
+        {K::Delay, 300, 1, 1000, 256, 100, {256, 256, 256, 232, 0}, {45, 45, 45, 17, 17}, 1, true, 1280},
+        {K::Delay, 300, 1, 1000, 256, 0, {256, 256, 256, 232}, {45, 45, 45, 17}, 0, true, 1024},
+        {K::Delay, 300, 1, 1000, 256, 24, {256, 256, 256, 232}, {45, 45, 45, 17}, 0, true, 1024},
+        {K::Endless, 0, 1, 1000, 256, 1000, {256, 256, 256, 232, 0, 0, 0, 0}, {45, 45, 45, 17, 17, 17, 17, 17}, 4, true, 0},
+        {K::Endless, 0, 1, 1000, 256, 1024, {256, 256, 256, 232, 0, 0, 0, 0}, {45, 45, 45, 17, 17, 17, 17, 17}, 4, true, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << "kind " << int(c.eKind) << ", " << c.uFrames << " frames, cap " << c.uMaxTail);
+        FakeEffect effect(c.eKind, c.uDelay, c.uChannels);
+        const QwPlanarAudio input = Ramp(c.uChannels, c.uFrames);
+        QwPlanarAudio output;
+        const QwRenderStats stats = Render(effect, input, output, c.uBlock, c.uMaxTail);
+        std::vector<uint16_t> valid;
+        std::vector<uint32_t> states;
+        for (const Call& call : effect.calls) {
+            valid.push_back(call.uValidFrames);
+            states.push_back(call.eState);
+            EXPECT_EQ(call.uMaxFrames, c.uBlock);
+            EXPECT_TRUE(call.bZeroPastValid);
         }
-}
-
-TEST(QwRenderLoop, MaxTailCapsTheTailCalls)
-{
-    const QwPlanarAudio input = Ramp(1, 1000);
-    QwPlanarAudio output;
-
-    // Cap 100 frames: after the last input block 24 tail frames are out (< 100), so one tail
-    // call follows (280 >= 100) and the loop stops with the effect still answering 45.
-    FakeEffect capped(FakeEffect::Kind::Delay, 300, 1);
-    QwRenderStats stats = Render(capped, input, output, 256, 100);
-    EXPECT_EQ(stats.uTailCalls, 1u);
-    EXPECT_TRUE(stats.bTailCapped);
-    EXPECT_EQ(output.NumFrames(), 1280u);
-
-    // Cap 0: no call after the last input block; its padded frames are still kept.
-    FakeEffect none(FakeEffect::Kind::Delay, 300, 1);
-    stats = Render(none, input, output, 256, 0);
-    EXPECT_EQ(none.calls.size(), 4u);
-    EXPECT_TRUE(stats.bTailCapped);
-    EXPECT_EQ(output.NumFrames(), 1024u);
-
-    // An effect that answers 45 with nothing valid is cut after ceil(1000 / 256) = 4 tail calls.
-    FakeEffect endless(FakeEffect::Kind::Endless, 0, 1);
-    stats = Render(endless, input, output, 256, 1000);
-    EXPECT_EQ(stats.uTailCalls, 4u);
-    EXPECT_EQ(endless.calls.size(), 8u);
-    EXPECT_TRUE(stats.bTailCapped);
-    EXPECT_EQ(output.NumFrames(), 0u);
+        EXPECT_EQ(valid, c.valid);
+        EXPECT_EQ(states, c.states);
+        EXPECT_EQ(stats.uTailCalls, c.uTailCalls);
+        EXPECT_EQ(stats.bTailCapped, c.bCapped);
+        ASSERT_EQ(output.NumFrames(), c.uOut);
+        ASSERT_EQ(output.NumChannels(), c.uChannels);
+        if (c.eKind == K::Delay && !c.bCapped) {
+            EXPECT_EQ(stats.uTailFrames, c.uOut - c.uFrames);
+        }
+        // A gain of 2; the delay brings the whole input 300 frames late, then silence.
+        for (uint32_t ch = 0; ch < c.uChannels; ++ch)
+            for (size_t i = 0; i < c.uOut; ++i) {
+                const bool bIn = i >= c.uDelay && i < c.uDelay + c.uFrames;
+                const float fExpected = !bIn ? 0.0f : (c.eKind == K::Gain ? 2.0f : 1.0f) * input.channels[ch][i - c.uDelay];
+                ASSERT_EQ(output.channels[ch][i], fExpected) << ch << " " << i;
+            }
+    }
 }

@@ -66,30 +66,10 @@ TEST(QwRoomAcoustics, SchroederCurveOfAPureExponentialIsAStraightLine)
         EXPECT_NEAR(edc[i], 10.0 * std::log10(r) * static_cast<double>(i), 1e-6) << i;
     EXPECT_NEAR(QwDecayTime(edc, fRate, -5.0, -35.0), fT60, 1e-6);
     EXPECT_NEAR(QwDecayTime(edc, fRate, 0.0, -10.0), fT60, 1e-6);
+    // At 22.05 kHz the 8 kHz octave reaches past half the rate (11314 Hz) and is left out.
+    EXPECT_EQ(QwAnalyseOctaves(QwPlanarAudio(22050, 1, 11025)).size(), QW_OCTAVE_COUNT - 1);
     // A curve that never reaches -35 dB has no T30.
     EXPECT_TRUE(std::isnan(QwDecayTime(std::vector<double>(edc.begin(), edc.begin() + 4800), fRate, -5.0, -35.0)));
-}
-
-TEST(QwRoomAcoustics, DecayingOctaveTonesGiveTheirT60)
-{
-    // One tone at each octave's centre, each decaying at its own T60, no noise: the octave's
-    // energy is that exponential (its neighbours sit 24 dB down and decay within 20 % of it),
-    // so T30 and EDT find T60 to 2 %, the ripple of the squared tone left in the integral.
-    const double fRate = 48000.0;
-    const double afT60[QW_OCTAVE_COUNT] = {0.9, 1.1, 0.8, 0.7, 0.6, 0.5, 0.4};
-    QwPlanarAudio audio(48000, 1, static_cast<size_t>(1.5 * fRate));
-    for (size_t b = 0; b < QW_OCTAVE_COUNT; ++b)
-        for (size_t i = 0; i < audio.NumFrames(); ++i) {
-            const double t = static_cast<double>(i) / fRate;
-            audio.channels[0][i] += static_cast<float>(std::pow(10.0, -3.0 * t / afT60[b]) *
-                                                       std::sin(2.0 * M_PI * QW_OCTAVE_CENTRES[b] * t + 0.3 * b));
-        }
-    const std::vector<QwBandDecay> bands = QwAnalyseOctaves(audio);
-    ASSERT_EQ(bands.size(), QW_OCTAVE_COUNT);
-    for (size_t b = 0; b < QW_OCTAVE_COUNT; ++b) {
-        EXPECT_NEAR(bands[b].fT30, afT60[b], 0.02 * afT60[b]) << bands[b].fCentre << " Hz";
-        EXPECT_NEAR(bands[b].fEdt, afT60[b], 0.02 * afT60[b]) << bands[b].fCentre << " Hz";
-    }
 }
 
 TEST(QwRoomAcoustics, DecayingBandNoiseGivesItsT60PerOctaveAboveANoiseFloor)

@@ -94,55 +94,40 @@ TEST(SkrelDelayDsp, ReadHeadSkipsIndexZeroOnWrap)
 }
 
 // The read head is set from whole samples on every glide step. A reference engine that keeps
-// 200 ms shows what the line holds; the gliding engine must read it on the predicted map.
-TEST(SkrelDelayDsp, GlideLengthensOneSampleOfDelayPerSample)
+// the old delay shows what the line holds; the gliding engine must read it on the predicted map.
+// 100 ms at 32 kHz is D = 3200 steps of one sample. Lengthening, the head stands still for D
+// samples; shortening, step j sets one sample less and the head moves at double speed (an
+// octave up). With d = +1 or -1 sample n >= s (the change at s) reads the reference's
+// n <= s + D ? s + (1 - d)(n - s) : n - dD.
+TEST(SkrelDelayDsp, GlideMovesOneSampleOfDelayPerSample)
 {
     TestHost host;
-    SkrelDelayDsp dsp(32000), ref(32000);
-    MakeTransparent(dsp, 200.0f);
-    MakeTransparent(ref, 200.0f);
-    std::vector<float> x(24000);
+    struct Case { float fFromMs, fToMs; size_t uSplit; uint32_t uBlock; long d; };
+    // The last case glides after the write head has wrapped (64001 samples), so that the new
+    // read position lies behind the line's start.
+    const Case cases[] = {{200.0f, 300.0f, 8000, 100, 1}, {300.0f, 200.0f, 12000, 256, -1}, {200.0f, 300.0f, 60000, 256, 1}};
+    const long D = 3200;
+    std::vector<float> x(72000);
     for (size_t i = 0; i < x.size(); ++i)
         x[i] = 0.5f * std::sin(0.01f * static_cast<float>(i)) + 0.3f * std::sin(0.37f * static_cast<float>(i));
-    const std::vector<float> r = RunDelay(ref, x);
-    const size_t n1 = 8000;
-    std::vector<float> head(x.begin(), x.begin() + n1), rest(x.begin() + n1, x.end());
-    std::vector<float> y = RunDelay(dsp, head);
-    dsp.SetParam(SkrelDelayDsp::PARAM_DELAY_MS, 300.0f);
-    const std::vector<float> y2 = RunDelay(dsp, rest, 100);
-    y.insert(y.end(), y2.begin(), y2.end());
-    // 100 ms more at 1/32 ms a step: 3200 steps. The head stands still from n1 to n1 + 3200.
-    for (size_t n = n1; n <= n1 + 3200; ++n)
-        ASSERT_EQ(y[n], r[n1]) << n;
-    // Afterwards the delay is 9601 samples, 3200 more than the reference's.
-    for (size_t n = n1 + 3201; n < y.size(); ++n)
-        ASSERT_EQ(y[n], r[n - 3200]) << n;
-    EXPECT_FLOAT_EQ(dsp.GetCurrentDelayMs(), 300.0f);
-}
-
-TEST(SkrelDelayDsp, GlideShortensAtDoubleSpeed)
-{
-    TestHost host;
-    SkrelDelayDsp dsp(32000), ref(32000);
-    MakeTransparent(dsp, 300.0f);
-    MakeTransparent(ref, 300.0f);
-    std::vector<float> x(30000);
-    for (size_t i = 0; i < x.size(); ++i)
-        x[i] = 0.6f * std::sin(0.05f * static_cast<float>(i));
-    const std::vector<float> r = RunDelay(ref, x);
-    const size_t n2 = 12000;
-    std::vector<float> head(x.begin(), x.begin() + n2), rest(x.begin() + n2, x.end());
-    std::vector<float> y = RunDelay(dsp, head);
-    dsp.SetParam(SkrelDelayDsp::PARAM_DELAY_MS, 200.0f);
-    const std::vector<float> y2 = RunDelay(dsp, rest);
-    y.insert(y.end(), y2.begin(), y2.end());
-    // Step j sets 9600 - (j + 1) samples, so sample n2 + j + 1 reads the input of n2 - 9599 + 2j,
-    // which the reference (gap 9601) plays at n2 + 2 + 2j: an octave up for 3200 samples.
-    for (size_t j = 0; j < 3200; ++j)
-        ASSERT_EQ(y[n2 + j + 1], r[n2 + 2 + 2 * j]) << j;
-    // Then 6401 samples, 3200 fewer than the reference.
-    for (size_t n = n2 + 3201; n + 3200 < r.size(); ++n)
-        ASSERT_EQ(y[n], r[n + 3200]) << n;
+    for (const Case& c : cases) {
+        SkrelDelayDsp dsp(32000), ref(32000);
+        MakeTransparent(dsp, c.fFromMs);
+        MakeTransparent(ref, c.fFromMs);
+        const std::vector<float> r = RunDelay(ref, x);
+        std::vector<float> y = RunDelay(dsp, std::vector<float>(x.begin(), x.begin() + c.uSplit));
+        dsp.SetParam(SkrelDelayDsp::PARAM_DELAY_MS, c.fToMs);
+        const std::vector<float> y2 = RunDelay(dsp, std::vector<float>(x.begin() + c.uSplit, x.end()), c.uBlock);
+        y.insert(y.end(), y2.begin(), y2.end());
+        const long s = static_cast<long>(c.uSplit);
+        for (long n = s + 1; n < static_cast<long>(y.size()); ++n) {
+            const long src = n <= s + D ? s + (1 - c.d) * (n - s) : n - c.d * D;
+            if (src < static_cast<long>(r.size())) {
+                ASSERT_EQ(y[n], r[src]) << "to " << c.fToMs << " ms, sample " << n;
+            }
+        }
+        EXPECT_FLOAT_EQ(dsp.GetCurrentDelayMs(), c.fToMs);
+    }
 }
 
 TEST(SkrelDelayDsp, ChangeBelowOneSampleLandsInOneStep)
@@ -162,78 +147,54 @@ TEST(SkrelDelayDsp, ChangeBelowOneSampleLandsInOneStep)
     EXPECT_EQ(dsp.GetCurrentDelayMs(), 201.0f);
 }
 
-TEST(SkrelDelayDsp, SineAndSoftSineStages)
+// Each mode's stage on single values, worked out in double precision. Bit modes at amount 0
+// keep 16 bits; the offset counter starts at 0, so each first value carries -1e-10.
+TEST(SkrelDelayDsp, CharacterStages)
 {
     TestHost host;
-    SkrelDelayDsp dsp(48000);
-    dsp.SetMode(SkrelDelayDsp::DELAY_MODE_SINE);
-    dsp.SetAmount(0.25f);
-    // drive 0.1 + 1.14 x 0.25 = 0.385; sin(0.5 x pi/2 x 0.385) / sin(0.385 pi/2) = 0.5237626.
-    EXPECT_NEAR(dsp.ApplyCharacter(0.5f), 0.5237626f, 1e-6f);
-    EXPECT_NEAR(dsp.ApplyCharacter(-0.5f), -0.5237626f, 1e-6f);
-    dsp.SetAmount(1.0f);
-    // drive 1.24, norm sin(1.24 pi/2) = 0.9297765: 0.5 -> 0.8895477; 2.0 folds over to -0.7362491.
-    EXPECT_NEAR(dsp.ApplyCharacter(0.5f), 0.8895477f, 1e-6f);
-    EXPECT_NEAR(dsp.ApplyCharacter(2.0f), -0.7362491f, 2e-6f);
-
-    dsp.SetMode(SkrelDelayDsp::DELAY_MODE_SOFT_SINE);
-    dsp.SetAmount(0.0f);
-    // Drive 0.01 but normalised by the sine mode's drive 0.1: sin(0.5 x pi/2 x 0.01) / sin(0.1 pi/2)
-    // = 0.0502057, well below unity; the gain is 0 dB, so no rational clip.
-    EXPECT_NEAR(dsp.ApplyCharacter(0.5f), 0.0502057f, 1e-6f);
-    dsp.SetAmount(1.0f);
-    // v = sin(0.5 x pi/2 x 0.62) / 0.9297765 = 0.5032713; u = 10^(1.8/20) v = 0.6191590;
-    // 1 - 1/(1 + u) = 0.3823954, and the mirror image for -0.5.
-    EXPECT_NEAR(dsp.ApplyCharacter(0.5f), 0.3823954f, 1e-6f);
-    EXPECT_NEAR(dsp.ApplyCharacter(-0.5f), -0.3823954f, 1e-6f);
-    EXPECT_EQ(host.asserts.Total(), 0u);
-}
-
-TEST(SkrelDelayDsp, KneeStageInvertsPolarity)
-{
-    TestHost host;
-    SkrelDelayDsp dsp(48000);
-    dsp.SetMode(SkrelDelayDsp::DELAY_MODE_KNEE);
-    dsp.SetAmount(0.0f);
-    // n = 1: -sign(v) atan(|v|); atan(0.5) = 0.4636476.
-    EXPECT_NEAR(dsp.ApplyCharacter(0.5f), -0.4636476f, 1e-6f);
-    EXPECT_NEAR(dsp.ApplyCharacter(-0.5f), 0.4636476f, 1e-6f);
-    EXPECT_EQ(dsp.ApplyCharacter(0.0f), -0.0f);
-    dsp.SetAmount(1.0f);
-    // n = 7.5: atan(1)^(1/7.5) = 0.9683046; atan(2^7.5)^(1/7.5) = 1.0615619.
-    EXPECT_NEAR(dsp.ApplyCharacter(1.0f), -0.9683046f, 2e-6f);
-    EXPECT_NEAR(dsp.ApplyCharacter(-2.0f), 1.0615619f, 2e-6f);
-}
-
-TEST(SkrelDelayDsp, BitModesOnMagnitudeAndTwosComplement)
-{
-    TestHost host;
-    SkrelDelayDsp mag(48000), twos(48000);
-    mag.SetMode(SkrelDelayDsp::DELAY_MODE_BITS_MAGNITUDE);
-    twos.SetMode(SkrelDelayDsp::DELAY_MODE_BITS_TWOS);
-    for (SkrelDelayDsp* p : {&mag, &twos}) {
-        p->SetAmount(0.0f);
-        EXPECT_EQ(p->GetBitMask(), 0xFFFF0000u); // 16 bits kept
-        EXPECT_EQ(p->GetAverageLength(), 0u);
-        p->SetAmount(0.5f);
-        EXPECT_EQ(p->GetBitMask(), 0xFFE00000u); // round(11) bits
-        EXPECT_EQ(p->GetAverageLength(), 4u);
-        p->SetAmount(1.0f);
-        EXPECT_EQ(p->GetBitMask(), 0xFC000000u); // 6 bits
-        EXPECT_EQ(p->GetAverageLength(), 8u);
-        p->SetAmount(0.0f);
+    using D = SkrelDelayDsp;
+    struct Case { uint32_t uMode; float fAmount, x, fExpected; };
+    const Case cases[] = {
+        // Sine: drive 0.1 + 1.14 x 0.25 = 0.385; sin(0.5 x pi/2 x 0.385) / sin(0.385 pi/2).
+        {D::DELAY_MODE_SINE, 0.25f, 0.5f, 0.5237626f}, {D::DELAY_MODE_SINE, 0.25f, -0.5f, -0.5237626f},
+        // Drive 1.24, norm sin(1.24 pi/2) = 0.9297765; 2.0 folds over.
+        {D::DELAY_MODE_SINE, 1.0f, 0.5f, 0.8895477f}, {D::DELAY_MODE_SINE, 1.0f, 2.0f, -0.7362491f},
+        // Soft sine, amount 0: drive 0.01 normalised by the sine mode's 0.1, gain 0 dB, no clip.
+        {D::DELAY_MODE_SOFT_SINE, 0.0f, 0.5f, 0.0502057f},
+        // Amount 1: v = sin(0.5 x pi/2 x 0.62) / 0.9297765 = 0.5032713; u = 10^(1.8/20) v
+        // = 0.6191590; 1 - 1/(1 + u) with v's sign.
+        {D::DELAY_MODE_SOFT_SINE, 1.0f, 0.5f, 0.3823954f}, {D::DELAY_MODE_SOFT_SINE, 1.0f, -0.5f, -0.3823954f},
+        // Knee, n = 1: -sign(v) atan(|v|); n = 7.5: atan(1)^(1/7.5), atan(2^7.5)^(1/7.5).
+        {D::DELAY_MODE_KNEE, 0.0f, 0.5f, -0.4636476f}, {D::DELAY_MODE_KNEE, 0.0f, -0.5f, 0.4636476f},
+        {D::DELAY_MODE_KNEE, 1.0f, 1.0f, -0.9683046f}, {D::DELAY_MODE_KNEE, 1.0f, -2.0f, 1.0615619f},
+        // 0.3 x (2^31 - 1) = 0x26666666 -> 0x26660000 = 9830 / 32768 in both bit modes.
+        {D::DELAY_MODE_BITS_MAGNITUDE, 0.0f, 0.3f, 0.29998779f}, {D::DELAY_MODE_BITS_TWOS, 0.0f, 0.3f, 0.29998779f},
+        // -1e-6 x (2^31 - 1) = -2147: magnitude 2147 & mask = 0; two's complement 0xFFFFF79D
+        // & 0xFFFF0000 = -2^-15, one step below zero.
+        {D::DELAY_MODE_BITS_MAGNITUDE, 0.0f, -1e-6f, -1e-10f},
+        {D::DELAY_MODE_BITS_TWOS, 0.0f, -1e-6f, -3.0517578e-5f - 1e-10f},
+        // Past the clamp: 0x80000001 -> 0x80000000 = -1; magnitude 0x7FFF0000 / 2^31.
+        {D::DELAY_MODE_BITS_TWOS, 0.0f, -3.0f, -1.0f}, {D::DELAY_MODE_BITS_MAGNITUDE, 0.0f, -3.0f, -0.99996948f},
+    };
+    for (const Case& c : cases) {
+        SkrelDelayDsp dsp(48000);
+        dsp.SetMode(c.uMode);
+        dsp.SetAmount(c.fAmount);
+        EXPECT_NEAR(dsp.ApplyCharacter(c.x), c.fExpected, 3e-6f * std::fabs(c.fExpected) + 1e-13f)
+            << "mode " << c.uMode << ", amount " << c.fAmount << ", x " << c.x;
     }
-    // The offset counter starts at 0: the first 128 values lose 1e-10, invisible beside 0.3.
-    // 0.3 x (2^31 - 1) = 0x26666666 -> 0x26660000 = 9830 / 32768 = 0.29998779.
-    EXPECT_FLOAT_EQ(mag.ApplyCharacter(0.3f), 0.29998779f);
-    EXPECT_FLOAT_EQ(twos.ApplyCharacter(0.3f), 0.29998779f);
-    // -1e-6 x (2^31 - 1) = -2147.48 -> -2147. Magnitude: 2147 & mask = 0, then -1e-10.
-    // Two's complement: 0xFFFFF79D & 0xFFFF0000 = -65536 = -2^-15, one step below zero.
-    EXPECT_FLOAT_EQ(mag.ApplyCharacter(-1e-6f), -1e-10f);
-    EXPECT_FLOAT_EQ(twos.ApplyCharacter(-1e-6f), -3.0517578e-5f - 1e-10f);
-    // Past the clamp: -1 -> -(2^31 - 1) = 0x80000001 -> 0x80000000 = -1 in two's complement.
-    EXPECT_FLOAT_EQ(twos.ApplyCharacter(-3.0f), -1.0f);
-    EXPECT_FLOAT_EQ(mag.ApplyCharacter(-3.0f), -0.99996948f); // 0x7FFF0000 / 2^31
+    // Amount to kept bits and moving-average length: 16 - 10 a bits (13.5 -> 14), 8 a samples.
+    struct Bits { float fAmount; uint32_t uMask, uAverage; };
+    const Bits bits[] = {{0.0f, 0xFFFF0000u, 0}, {0.25f, 0xFFFC0000u, 2}, {0.5f, 0xFFE00000u, 4}, {1.0f, 0xFC000000u, 8}};
+    for (uint32_t uMode : {D::DELAY_MODE_BITS_MAGNITUDE, D::DELAY_MODE_BITS_TWOS})
+        for (const Bits& b : bits) {
+            SkrelDelayDsp dsp(48000);
+            dsp.SetMode(uMode);
+            dsp.SetAmount(b.fAmount);
+            EXPECT_EQ(dsp.GetBitMask(), b.uMask) << b.fAmount;
+            EXPECT_EQ(dsp.GetAverageLength(), b.uAverage) << b.fAmount;
+        }
+    EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
 TEST(SkrelDelayDsp, AntiDenormalOffsetFlipsEvery128Values)

@@ -240,100 +240,55 @@ TEST(DistortionAlgorithms, CharacterIsIgnoredWhereTheTableSaysSo)
     }
 }
 
-TEST(DistortionAlgorithms, BitWrenchTruncatesTowardsMinusInfinity)
+// The bit family on short runs. Silence and exact zeros keep only the guard, -1e-10 for the
+// first 128 samples.
+TEST(DistortionAlgorithms, BitFamilyQuantisesAndAverages)
 {
     TestHost host;
-    // Character 0.5: 16 - 7 = 9 bits, steps of 2^23 / 2^31 = 1/256. 0.3 x (2^31 - 1) lies
-    // 76.8 steps up, so 76/256; -0.3 lies 76.8 steps down and two's complement takes -77/256.
-    SlotSetting s;
-    s.uAlgorithm = 34;
-    std::vector<float> out = RunSlot(s, {0.3f, -0.3f, 0.0f});
-    EXPECT_NEAR(out[0], 76.0 / 256, 1e-7);
-    EXPECT_NEAR(out[1], -77.0 / 256, 1e-7);
-    EXPECT_NEAR(out[2], -1e-10, 1e-12); // silence keeps only the guard
-    // Character 1: two bits, steps of a half. Overload clamps to the largest code.
-    s.fCharacter = 1.0f;
-    s.fDrive = 10.0f;
-    out = RunSlot(s, {0.3f, -0.001f, -5.0f});
-    EXPECT_NEAR(out[0], 0.5, 1e-7);
-    EXPECT_NEAR(out[1], -0.5, 1e-7);
-    EXPECT_NEAR(out[2], -1.0, 1e-7);
-    // Mix 0 at input gain +6 dB: the dry path carries v.
-    s.fMix = 0.0f;
-    s.fInputDb = 6.0f;
-    EXPECT_NEAR(RunOne(s, 0.25f), 0.25 * DbGain(6), 1e-5);
-}
-
-TEST(DistortionAlgorithms, BitWrenchReportsOversizedCalls)
-{
-    TestHost host;
-    SlotSetting s;
-    s.uAlgorithm = 34;
-    std::vector<float> big(KvSkrel::MAX_BUFFER_SIZE + 1, 0.1f);
-    RunSlot(s, big);
-    EXPECT_EQ(host.asserts.Count("uSamples <= MAX_BUFFER_SIZE"), 1u);
-    big.resize(KvSkrel::MAX_BUFFER_SIZE);
-    RunSlot(s, big);
-    EXPECT_EQ(host.asserts.Count("uSamples <= MAX_BUFFER_SIZE"), 1u);
-}
-
-TEST(DistortionAlgorithms, CheapDigitalFlipsFullScaleAndQuantisesSymmetrically)
-{
-    TestHost host;
-    // Character 0: 16 bits, no averaging. 0.3 x 2^31 is 9830.4 steps of 2^16: 9830 / 32768,
-    // with the same magnitude on both sides.
-    SlotSetting s;
-    s.uAlgorithm = 35;
-    s.fCharacter = 0.0f;
-    std::vector<float> out = RunSlot(s, {0.3f, -0.3f});
-    EXPECT_NEAR(out[0], 9830.0 / 32768, 1e-6);
-    EXPECT_NEAR(out[1], -9830.0 / 32768, 1e-6);
-    EXPECT_EQ(host.asserts.Total(), 0u);
-    // A full-scale sample (clamped from 5 x 10) wraps and comes out with the other sign.
-    s.fDrive = 5.0f;
-    out = RunSlot(s, {0.5f, -0.5f, 1.0f});
-    EXPECT_NEAR(out[0], -1.0, 1e-6);
-    EXPECT_NEAR(out[1], 1.0, 1e-6);
-    EXPECT_NEAR(out[2], -1.0, 1e-6);
+    struct Case { uint32_t uAlgorithm; float fCharacter, fDrive, fMix, fInputDb; std::vector<float> in; std::vector<double> out; };
+    const double G = -1e-10;
+    const std::vector<Case> cases = {
+        // Bit Wrench, Character 0.5: 16 - 7 = 9 bits, steps of 1/256. 0.3 x (2^31 - 1) lies 76.8
+        // steps up, so 76/256; two's complement takes -0.3 down to -77/256.
+        {34, 0.5f, 0, 100, 0, {0.3f, -0.3f, 0.0f}, {76.0 / 256, -77.0 / 256, G}},
+        // Character 1: two bits, steps of a half; overload clamps to the largest code.
+        {34, 1.0f, 10, 100, 0, {0.3f, -0.001f, -5.0f}, {0.5, -0.5, -1.0}},
+        // Mix 0 at input gain +6 dB: the dry path carries v.
+        {34, 1.0f, 10, 0, 6, {0.25f}, {0.25 * DbGain(6)}},
+        // Cheap Digital, Character 0: 16 bits, no averaging; 0.3 x 2^31 is 9830.4 steps of 2^16,
+        // the same magnitude on both sides.
+        {35, 0.0f, 0, 100, 0, {0.3f, -0.3f}, {9830.0 / 32768, -9830.0 / 32768}},
+        // A full-scale sample (clamped from 5 x 10) wraps and comes out with the other sign.
+        {35, 0.0f, 5, 100, 0, {0.5f, -0.5f, 1.0f}, {-1.0, 1.0, -1.0}},
+        // Character 0.25: n = 4, round(12.5) = 13 bits. Drive 5 (20 dB) makes an impulse of 0.04
+        // 0.4, averaged to 0.1 for four samples: floor(409.6) / 4096.
+        {35, 0.25f, 5, 100, 0, {0.04f, 0, 0, 0, 0}, {409.0 / 4096, 409.0 / 4096, 409.0 / 4096, 409.0 / 4096, G}},
+        // Bit Aliasing ignores the drive: n = 4 averages at either drive.
+        {36, 0.25f, 0, 100, 0, {1, 0, 0, 0, 0, 0.5f, -0.5f}, {0.25, 0.25, 0.25, 0.25, G, 0.125, G}},
+        {36, 0.25f, 10, 100, 0, {1, 0, 0, 0, 0, 0.5f, -0.5f}, {0.25, 0.25, 0.25, 0.25, G, 0.125, G}},
+        // Below Character 1/32 n is 0: a pure gain plus the guard.
+        {36, 0.03f, 0, 100, -6, {0.8f}, {0.8 * DbGain(-6)}},
+    };
+    for (const Case& c : cases) {
+        SlotSetting s;
+        s.uAlgorithm = c.uAlgorithm;
+        s.fCharacter = c.fCharacter;
+        s.fDrive = c.fDrive;
+        s.fMix = c.fMix;
+        s.fInputDb = c.fInputDb;
+        const std::vector<float> out = RunSlot(s, c.in);
+        for (size_t i = 0; i < c.out.size(); ++i)
+            EXPECT_NEAR(out[i], c.out[i], 1e-6 * std::fabs(c.out[i]) + 1e-13)
+                << "algorithm " << c.uAlgorithm << ", character " << c.fCharacter << ", sample " << i;
+    }
+    // Only the three wrapped full-scale samples are reported.
     EXPECT_EQ(host.asserts.Count("implicit_cast_conversion_check(T(), u)"), 3u);
+    EXPECT_EQ(host.asserts.Total(), 3u);
 }
 
-TEST(DistortionAlgorithms, CheapDigitalAveragesDrivenSamples)
+TEST(DistortionAlgorithms, BitAliasingRestartsItsAverage)
 {
     TestHost host;
-    // Character 0.25: n = 4 and round(12.5) = 13 bits (steps of 2^-12). Drive 5 is 20 dB: an
-    // impulse of 0.04 becomes 0.4, averaged to 0.1 for four samples: floor(409.6) / 4096.
-    SlotSetting s;
-    s.uAlgorithm = 35;
-    s.fCharacter = 0.25f;
-    s.fDrive = 5.0f;
-    const std::vector<float> out = RunSlot(s, {0.04f, 0, 0, 0, 0, 0});
-    for (int i = 0; i < 4; ++i)
-        EXPECT_NEAR(out[i], 409.0 / 4096, 1e-6) << i;
-    EXPECT_NEAR(out[4], 0.0, 1e-9);
-}
-
-TEST(DistortionAlgorithms, BitAliasingIgnoresDriveAndRestartsItsAverage)
-{
-    TestHost host;
-    SlotSetting s;
-    s.uAlgorithm = 36;
-    s.fCharacter = 0.25f; // n = 4
-    const std::vector<float> in = {1, 0, 0, 0, 0, 0.5f, -0.5f};
-    s.fDrive = 0.0f;
-    const std::vector<float> a = RunSlot(s, in);
-    s.fDrive = 10.0f;
-    EXPECT_EQ(RunSlot(s, in), a);
-    EXPECT_NEAR(a[0], 0.25, 1e-7);
-    EXPECT_NEAR(a[3], 0.25, 1e-7);
-    EXPECT_NEAR(a[4], 0.0, 1e-9);
-    EXPECT_NEAR(a[6], 0.0, 1e-7);
-
-    // Below Character 1/32 n is 0: a pure gain plus the guard.
-    s.fCharacter = 0.03f;
-    s.fInputDb = -6.0f;
-    EXPECT_NEAR(RunOne(s, 0.8f), 0.8 * DbGain(-6), 1e-6);
-
     // A change of n empties the ring: the next block starts from an average of nothing.
     DistortionDsp dsp(48000.0f);
     SlotSetting t;
@@ -348,6 +303,19 @@ TEST(DistortionAlgorithms, BitAliasingIgnoresDriveAndRestartsItsAverage)
     dsp.Process(3, 0, 2, more.data());
     EXPECT_NEAR(more[0], 1.0 / 8, 1e-6);
     EXPECT_NEAR(more[1], 2.0 / 8, 1e-6);
+}
+
+TEST(DistortionAlgorithms, BitWrenchReportsOversizedCalls)
+{
+    TestHost host;
+    SlotSetting s;
+    s.uAlgorithm = 34;
+    std::vector<float> big(KvSkrel::MAX_BUFFER_SIZE + 1, 0.1f);
+    RunSlot(s, big);
+    EXPECT_EQ(host.asserts.Count("uSamples <= MAX_BUFFER_SIZE"), 1u);
+    big.resize(KvSkrel::MAX_BUFFER_SIZE);
+    RunSlot(s, big);
+    EXPECT_EQ(host.asserts.Count("uSamples <= MAX_BUFFER_SIZE"), 1u);
 }
 
 TEST(DistortionAlgorithms, DenormalGuardIsA256SampleSquareWave)

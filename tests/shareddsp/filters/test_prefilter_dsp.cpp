@@ -211,18 +211,6 @@ TEST(PrefilterDsp, SettersRefuseWhatIsOutOfRange)
     EXPECT_EQ(host.asserts.Count("in_uIndex < NUM_FILTER_PARAMS"), 1u);
 }
 
-TEST(PrefilterDsp, AllModesOffLeaveTheSignalUntouched)
-{
-    TestHost host;
-    PrefilterDsp dsp(FS);
-    for (uint32_t i = 0; i < 3; ++i)
-        dsp.SetMode(i, FILTER_MODE_OFF);
-    const std::vector<float> input = RefNoise(512, 21, 1.0f);
-    std::vector<float> s = input;
-    dsp.Process(512, s.data());
-    EXPECT_EQ(s, input);
-}
-
 TEST(PrefilterDsp, FailedTypeChangeEmptiesTheSlot)
 {
     TestHost host;

@@ -19,22 +19,6 @@ void FillRamp(std::vector<float>& io_data)
 
 } // namespace
 
-TEST(KvSkrelDistortionFX, BothAlgorithmsZeroLeaveAudioBitIdentical)
-{
-    TestHost host;
-    Rig fx(host, 2, 64, QW_MASK_STEREO);
-    ASSERT_EQ(fx.Init(), QW_Success);
-    fx.Set(0, 12.0f);
-    fx.Set(3, 0.0f);
-    fx.Set(4, -30.0f);
-    fx.Set(10, 18.0f);
-    FillRamp(fx.data);
-    const std::vector<float> in = fx.data;
-    fx.Execute(64);
-    EXPECT_EQ(fx.data, in);
-    EXPECT_EQ(host.asserts.Total(), 0u);
-}
-
 TEST(KvSkrelDistortionFX, TwoSlotsInSeriesOnEveryChannel)
 {
     TestHost host;

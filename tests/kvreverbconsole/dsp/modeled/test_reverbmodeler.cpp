@@ -69,10 +69,6 @@ TEST(ReverbModeler, FitsDecayingNoise)
     EXPECT_EQ(eq[127], 0.0f);
     for (uint32_t i = 0; i < 63; ++i)
         EXPECT_NEAR(eq[i], eq[126 - i], 1e-6f * std::fabs(eq[63])) << i;
-    ASSERT_EQ(modeler.GetEqFilterPointers().size(), 2u);
-    EXPECT_EQ(modeler.GetEqFilterPointers()[0], eq.data());
-    EXPECT_EQ(modeler.GetEqFilterPointers()[1], eq.data());
-    EXPECT_EQ(modeler.GetEarlyResponsePointers()[1], modeler.GetEarlyResponse(1).data());
     EXPECT_EQ(modeler.GetEarlyResponse(0).size(), modeler.GetTransition() - modeler.GetOnset());
 
     // The equalised network carries the target's energy over the 50 ms ahead of the transition.
