@@ -231,6 +231,21 @@ TEST(Lv2Bundle, EveryEffectKeepsItsTimeUnderAnyRunLengths)
     }
 }
 
+// The echo of a click 100 ms (4800 frames at 48 kHz) later, under one-frame runs; the delay
+// engine's echo comes one sample after its rounded delay, and the bundle adds its latency.
+TEST(Lv2Bundle, HundredMillisecondEchoLandsHundredMillisecondsLater)
+{
+    auto pInstance = Open(Meta("delay"), 512, {{"dry", 0}, {"wet", 100}, {"time", 100}, {"feedback", 0},
+                                               {"mode", 5}, {"low_cut", 20}, {"high_cut", 20000}});
+    QwPlanarAudio input(48000, 2, 8000);
+    input.channels[0][1000] = input.channels[1][1000] = 1.0f;
+    const QwPlanarAudio out = RunThrough(*pInstance, input, [] { return 1u; });
+    const auto& left = out.channels[0];
+    const size_t uOnset = std::find_if(left.begin(), left.end(), [](float v) { return std::fabs(v) > 0.1f; }) -
+                          left.begin();
+    EXPECT_EQ(uOnset, 1000 + 4800 + 1 + static_cast<size_t>(pInstance->Control("latency")));
+}
+
 // Media from a file the host chooses: a box modeler response of a half-level tap 25 frames in
 // gives the input back 25 frames late at half level; the path survives save and restore.
 TEST(Lv2Bundle, BoxModelerLoadsAResponseFileAndKeepsItInState)
