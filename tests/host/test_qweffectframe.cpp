@@ -213,43 +213,35 @@ TEST(QwEffectFrame, ParameterObject)
     EXPECT_EQ(fx.pParams->m_fGainDb, 0.0f);
 }
 
-TEST(QwEffectFrame, ShortBlockRunsTheWholeBlockAndCopiesBackOnlyValidFrames)
-{
-    TestHost host;
-    Instance fx(host);
-    ASSERT_EQ(fx.Init(), QW_Success);
-    std::vector<float> data(128, 2.0f);
-    QwAudioBuffer buffer{data.data(), fx.format.uChannelConfig, QW_Success, 64, 10};
-    fx.pEffect->Execute(&buffer);
-    EXPECT_EQ(fx.pEffect->GetImpl()->m_uFramesRun, 128u);
-    EXPECT_FLOAT_EQ(data[9], 2.25f);
-    EXPECT_EQ(data[10], 2.0f);
-    EXPECT_FLOAT_EQ(data[64 + 9], 2.25f);
-    EXPECT_EQ(data[64 + 10], 2.0f);
-    EXPECT_EQ(buffer.uValidFrames, 10);
-}
-
-TEST(QwEffectFrame, TailRingsOnAfterTheInputEnds)
+// A short block runs the whole block through the DSP and copies back only the valid frames;
+// after the input ends the tail rings on in padded silence.
+TEST(QwEffectFrame, ShortBlocksAndTheTail)
 {
     TestHost host;
     Instance fx(host);
     const uint32_t uTail = 100;
     fx.pParams->SetParam(2, &uTail, 4);
     ASSERT_EQ(fx.Init(), QW_Success);
-    std::vector<float> data(128, 1.0f);
-    QwAudioBuffer buffer{data.data(), fx.format.uChannelConfig, QW_InputEnded, 64, 30};
+    std::vector<float> data(128, 2.0f);
+    QwAudioBuffer buffer{data.data(), fx.format.uChannelConfig, QW_Success, 64, 10};
+    fx.pEffect->Execute(&buffer);
+    EXPECT_EQ(fx.pEffect->GetImpl()->m_uFramesRun, 128u);
+    EXPECT_FLOAT_EQ(data[64 + 9], 2.25f);
+    EXPECT_EQ(data[64 + 10], 2.0f);
+    EXPECT_EQ(buffer.uValidFrames, 10);
+    std::fill(data.begin(), data.end(), 1.0f);
+    buffer.uValidFrames = 30;
+    buffer.eState = QW_InputEnded;
     fx.pEffect->Execute(&buffer);
     EXPECT_EQ(buffer.uValidFrames, 64);
     EXPECT_EQ(buffer.eState, static_cast<uint32_t>(QW_DataReady)); // 100 - 34 = 66 left
     EXPECT_FLOAT_EQ(data[40], 0.25f); // padded silence ran through the DSP
-    buffer.uValidFrames = 0;
-    buffer.eState = QW_InputEnded;
-    fx.pEffect->Execute(&buffer);
-    EXPECT_EQ(buffer.eState, static_cast<uint32_t>(QW_DataReady)); // 2 left
-    buffer.uValidFrames = 0;
-    buffer.eState = QW_InputEnded;
-    fx.pEffect->Execute(&buffer);
-    EXPECT_EQ(buffer.eState, static_cast<uint32_t>(QW_InputEnded));
+    for (uint32_t eAfter : {QW_DataReady, QW_InputEnded}) { // 2 left, then none
+        buffer.uValidFrames = 0;
+        buffer.eState = QW_InputEnded;
+        fx.pEffect->Execute(&buffer);
+        EXPECT_EQ(buffer.eState, eAfter);
+    }
 }
 
 TEST(QwEffectFrame, LayoutOutsideTheTableIsRefused)
