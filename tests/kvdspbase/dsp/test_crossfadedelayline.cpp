@@ -60,9 +60,7 @@ TEST(CrossfadeDelayLine, FadesOver127SamplesAndQueuesOneDelay)
     EXPECT_EQ(line.GetDelay(), 20u);
     line.Process(30, y.data() + 10);
     line.SetDelay(60);
-    const uint64_t uAllocs = host.allocator.AllocCalls();
     line.Process(760, y.data() + 40);
-    EXPECT_EQ(host.allocator.AllocCalls(), uAllocs);
     for (long t = 0; t < 800; ++t) {
         const double want = t < 10 ? Delayed(t, 5) : t < 137 ? Faded(t, 10, 5, 20) : Faded(t, 137, 20, 60);
         EXPECT_NEAR(y[t], want, 1e-4) << t; // float blend of values up to 800

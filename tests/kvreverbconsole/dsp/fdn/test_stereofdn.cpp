@@ -109,31 +109,27 @@ TEST(StereoFDN, ImpulseFirstComesOutAfterTheShortestLinePlusOneAndResetSilences)
     EXPECT_EQ(fdn.GetMinDelay(), 529u);
 }
 
-TEST(StereoFDN, SubBlocksEqualOneSampleAtATime)
+TEST(StereoFDN, SubBlocksOfAnyLengthEqualOneBlock)
 {
     TestHost host;
-    StereoFDN whole(44100.0f, 1024, 2, 0, 8), single(44100.0f, 1024, 2, 0, 8), random(44100.0f, 1024, 2, 0, 8);
+    StereoFDN whole(44100.0f, 1024, 2, 0, 8), random(44100.0f, 1024, 2, 0, 8);
     const uint32_t n = 6000;
-    Channels a(2, n), b(2, n), c(2, n);
+    Channels a(2, n), c(2, n);
     std::mt19937 rng(5);
     std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
     for (uint32_t t = 0; t < 300; ++t)
         for (int ch = 0; ch < 2; ++ch)
-            a.data[ch][t] = b.data[ch][t] = c.data[ch][t] = dist(rng);
+            a.data[ch][t] = c.data[ch][t] = dist(rng);
     whole.Process(n, a.ptrs.data());
-    for (uint32_t t = 0; t < n; ++t)
-        single.Process(1, b.At(t));
+    // Mostly 0 to 3 samples (single ones included), now and then up to 1500.
     std::uniform_int_distribution<uint32_t> len(0, 1500);
-    for (uint32_t t = 0; t < n;) {
-        const uint32_t k = std::min(len(rng), n - t);
+    for (uint32_t t = 0, b = 0; t < n; ++b) {
+        const uint32_t k = std::min(b % 8 == 7 ? len(rng) : len(rng) % 4, n - t);
         random.Process(k, c.At(t));
         t += k;
     }
     for (int ch = 0; ch < 2; ++ch)
-        for (uint32_t t = 0; t < n; ++t) {
-            ASSERT_EQ(a.data[ch][t], b.data[ch][t]) << ch << " " << t;
-            ASSERT_EQ(a.data[ch][t], c.data[ch][t]) << ch << " " << t;
-        }
+        EXPECT_EQ(a.data[ch], c.data[ch]) << ch;
 }
 
 TEST(StereoFDN, OrderEightWithFourChannelsRoutesLineToChannelModuloFour)
