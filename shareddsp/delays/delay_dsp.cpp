@@ -409,6 +409,25 @@ float SkrelDelayDsp::LimitOutput(float in_fValue) const
     return y;
 }
 
+// One sample of the glide towards in_fTarget, the read head placed behind in_uWrite (the
+// next write index); both loops share it so their delays move alike.
+inline void SkrelDelayDsp::Glide(uint32_t in_uWrite, float in_fTarget, float in_fRate, float in_fSize)
+{
+    m_fTargetDelayMs = in_fTarget;
+    if (m_fCurrentDelayMs == in_fTarget)
+        return;
+    float d = in_fTarget - m_fCurrentDelayMs;
+    if (std::fabs(in_fRate * d * 0.001f) > 1.0f)
+        d = d >= 0.0f ? m_fMsPerSample : -m_fMsPerSample;
+    m_fDelayStepMs = d;
+    m_fCurrentDelayMs += d;
+    m_fRead = static_cast<float>(in_uWrite) - static_cast<float>(MsToSamples(m_fCurrentDelayMs, m_uSampleRate) + 1u);
+    if (m_fRead < 0.0f)
+        m_fRead += in_fSize;
+    QW_ASSERT(m_fRead >= 0.0f && m_fRead <= m_delayBuffer.size()-1.0f);
+    UpdateLfoTerms();
+}
+
 // The loop for one mode, its character stage inlined; MODE = NUM_DELAY_MODES is the loop for
 // a mode known only at run time (and the guard against a bad one).
 template <uint32_t MODE>
@@ -478,20 +497,7 @@ uint32_t SkrelDelayDsp::Run(uint32_t in_uFrames, float* io_pSamples)
         io_pSamples[n] = fWetScale * y + m_fDryGain * x;
 
         // Glide: at most one sample of delay per sample, like a tape changing speed.
-        m_fTargetDelayMs = fTarget;
-        if (m_fCurrentDelayMs != fTarget) {
-            float d = fTarget - m_fCurrentDelayMs;
-            if (std::fabs(fRate * d * 0.001f) > 1.0f)
-                d = d >= 0.0f ? m_fMsPerSample : -m_fMsPerSample;
-            m_fDelayStepMs = d;
-            m_fCurrentDelayMs += d;
-            m_fRead = static_cast<float>(m_iWrite) -
-                      static_cast<float>(MsToSamples(m_fCurrentDelayMs, m_uSampleRate) + 1u);
-            if (m_fRead < 0.0f)
-                m_fRead += fSize;
-            QW_ASSERT(m_fRead >= 0.0f && m_fRead <= m_delayBuffer.size()-1.0f);
-            UpdateLfoTerms();
-        }
+        Glide(m_iWrite, fTarget, fRate, fSize);
     }
     return in_uFrames;
 }
@@ -557,20 +563,7 @@ uint32_t SkrelDelayDsp::RunChunked(uint32_t in_uFrames, float* io_pSamples)
             QW_ASSERT(uWrite < uSize);
             auWrite[n] = uWrite;
             uWrite = (uWrite + 1) % uSize;
-            m_fTargetDelayMs = fTarget;
-            if (m_fCurrentDelayMs != fTarget) {
-                float d = fTarget - m_fCurrentDelayMs;
-                if (std::fabs(fRate * d * 0.001f) > 1.0f)
-                    d = d >= 0.0f ? m_fMsPerSample : -m_fMsPerSample;
-                m_fDelayStepMs = d;
-                m_fCurrentDelayMs += d;
-                m_fRead = static_cast<float>(uWrite) -
-                          static_cast<float>(MsToSamples(m_fCurrentDelayMs, m_uSampleRate) + 1u);
-                if (m_fRead < 0.0f)
-                    m_fRead += fSize;
-                QW_ASSERT(m_fRead >= 0.0f && m_fRead <= m_delayBuffer.size()-1.0f);
-                UpdateLfoTerms();
-            }
+            Glide(uWrite, fTarget, fRate, fSize);
         }
         if (MODE == DELAY_MODE_KNEE && pfnPow) {
             // The knee's two powers through the block kernel (the float results of powf, but

@@ -75,6 +75,7 @@ private:
     uint32_t RunChunked(uint32_t in_uFrames, float* io_pSamples);
     static const uint32_t RUN_CHUNK = 64;
     void UpdateLfoTerms();
+    void Glide(uint32_t in_uWrite, float in_fTarget, float in_fRate, float in_fSize);
     void UpdateModeGains();
     void RebuildAverageRing();
     void DesignLowCut();
