@@ -23,6 +23,19 @@ public:
     void Reset();
 
     uint32_t NumFilters() const { return m_nFilters; }
+    // Coefficient and state arrays, one entry per line, for kernels that filter every line in one
+    // pass; all null after a memory failure.
+    struct Arrays
+    {
+        const float* pB0;
+        const float* pB1;
+        const float* pB2;
+        const float* pA1;
+        const float* pA2;
+        float* pZ1;
+        float* pZ2;
+    };
+    Arrays GetArrays() { return {m_pB0, m_pB1, m_pB2, m_pA1, m_pA2, m_pZ1, m_pZ2}; }
     // Coefficients of one line: b0, b1, b2, a1, a2.
     void GetCoefficients(uint32_t in_iLine, float out_afCoeffs[5]) const;
 

@@ -1,5 +1,8 @@
 #include "kvreverbconsole/dsp/fdn/stereofdn.h"
 #include <cmath>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 #include "host/qwassert.h"
 #include "kvbase/common/common_cast.h"
 
@@ -12,7 +15,132 @@ float LogOrFloor(float x)
 {
     return std::fabs(x) < 1e-36f ? -1e35f : std::log(x);
 }
+
+#if defined(__SSE2__)
+// Every loop over lines, groups or channels is unrolled, so that the line vectors stay in
+// registers rather than in an indexed array.
+#define KV_UNROLL _Pragma("GCC unroll 32")
+
+// Stage of half-width H of the fast Walsh-Hadamard transform on N line vectors, then the later
+// stages; the scaling rides on the last stage, as in the whole-buffer transform.
+template <uint32_t N, uint32_t H>
+inline void HadamardStages(__m128* io_pL, __m128 in_scale)
+{
+    KV_UNROLL
+    for (uint32_t g = 0; g < N; g += 2 * H) {
+        KV_UNROLL
+        for (uint32_t j = 0; j < H; ++j) {
+            const __m128 a = io_pL[g + j], b = io_pL[g + j + H];
+            if constexpr (2 * H < N) {
+                io_pL[g + j] = _mm_add_ps(a, b);
+                io_pL[g + j + H] = _mm_sub_ps(a, b);
+            } else {
+                io_pL[g + j] = _mm_mul_ps(_mm_add_ps(a, b), in_scale);
+                io_pL[g + j + H] = _mm_mul_ps(_mm_sub_ps(a, b), in_scale);
+            }
+        }
+    }
+    if constexpr (2 * H < N)
+        HadamardStages<N, 2 * H>(io_pL, in_scale);
+}
+
+// One sub-block of the network, four frames at a time, with every step of the sub-block done
+// on those frames before the next four: the band filter (after a 4 x 4 transpose per group of
+// lines, so that each lane is one line), the taps, the mix and the feed. The operations and their
+// order are those of the whole-buffer steps, so the result is the same to the bit; the groups'
+// filter recursions are independent and overlap in the pipeline. Returns the frames done.
+template <uint32_t N, uint32_t C>
+uint32_t FusedBlockSse2(uint32_t in_uFrames, float* const* io_ppLines, float* const* io_ppX,
+                        const float* in_pfOutputGain, const float* in_pfInputGain,
+                        const BandGainFilter::Arrays& in_bands, float in_fScale, bool in_bMix)
+{
+    constexpr uint32_t G = N / 4;
+    __m128 b0[G], b1[G], b2[G], a1[G], a2[G], z1[G], z2[G];
+    KV_UNROLL
+    for (uint32_t g = 0; g < G; ++g) {
+        b0[g] = _mm_loadu_ps(in_bands.pB0 + 4 * g);
+        b1[g] = _mm_loadu_ps(in_bands.pB1 + 4 * g);
+        b2[g] = _mm_loadu_ps(in_bands.pB2 + 4 * g);
+        a1[g] = _mm_loadu_ps(in_bands.pA1 + 4 * g);
+        a2[g] = _mm_loadu_ps(in_bands.pA2 + 4 * g);
+        z1[g] = _mm_loadu_ps(in_bands.pZ1 + 4 * g);
+        z2[g] = _mm_loadu_ps(in_bands.pZ2 + 4 * g);
+    }
+    const __m128 scale = _mm_set1_ps(in_fScale);
+    __m128 og[N], ig[N];
+    KV_UNROLL
+    for (uint32_t i = 0; i < N; ++i) {
+        og[i] = _mm_set1_ps(in_pfOutputGain[i]);
+        ig[i] = _mm_set1_ps(in_pfInputGain[i]);
+    }
+    uint32_t t = 0;
+    for (; t + 4 <= in_uFrames; t += 4) {
+        __m128 L[N];
+        KV_UNROLL
+        for (uint32_t i = 0; i < N; ++i)
+            L[i] = _mm_loadu_ps(io_ppLines[i] + t);
+        KV_UNROLL
+        for (uint32_t g = 0; g < G; ++g)
+            _MM_TRANSPOSE4_PS(L[4 * g], L[4 * g + 1], L[4 * g + 2], L[4 * g + 3]);
+        KV_UNROLL
+        for (uint32_t k = 0; k < 4; ++k) {
+            KV_UNROLL
+            for (uint32_t g = 0; g < G; ++g) {
+                const __m128 x = L[4 * g + k];
+                const __m128 w = _mm_sub_ps(_mm_sub_ps(x, _mm_mul_ps(a1[g], z1[g])), _mm_mul_ps(a2[g], z2[g]));
+                L[4 * g + k] = _mm_add_ps(_mm_add_ps(_mm_mul_ps(b0[g], w), _mm_mul_ps(b1[g], z1[g])),
+                                          _mm_mul_ps(b2[g], z2[g]));
+                z2[g] = z1[g];
+                z1[g] = w;
+            }
+        }
+        KV_UNROLL
+        for (uint32_t g = 0; g < G; ++g)
+            _MM_TRANSPOSE4_PS(L[4 * g], L[4 * g + 1], L[4 * g + 2], L[4 * g + 3]);
+        __m128 X[C], O[C];
+        KV_UNROLL
+        for (uint32_t c = 0; c < C; ++c) {
+            X[c] = _mm_loadu_ps(io_ppX[c] + t);
+            O[c] = _mm_setzero_ps();
+        }
+        KV_UNROLL
+        for (uint32_t i = 0; i < N; ++i)
+            O[i % C] = _mm_add_ps(O[i % C], _mm_mul_ps(L[i], og[i]));
+        if (in_bMix)
+            HadamardStages<N, 1>(L, scale);
+        KV_UNROLL
+        for (uint32_t i = 0; i < N; ++i)
+            _mm_storeu_ps(io_ppLines[i] + t,
+                          _mm_add_ps(L[i], _mm_mul_ps(X[i % C], ig[i])));
+        KV_UNROLL
+        for (uint32_t c = 0; c < C; ++c)
+            _mm_storeu_ps(io_ppX[c] + t, O[c]);
+    }
+    KV_UNROLL
+    for (uint32_t g = 0; g < G; ++g) {
+        _mm_storeu_ps(in_bands.pZ1 + 4 * g, z1[g]);
+        _mm_storeu_ps(in_bands.pZ2 + 4 * g, z2[g]);
+    }
+    return t;
+}
+#endif
 } // namespace
+
+StereoFDN::FusedBlock StereoFDN::ChooseFusedBlock(uint32_t in_uOrder, uint32_t in_uChannels)
+{
+#if defined(__SSE2__)
+    if (in_uOrder == 16)
+        return in_uChannels == 1 ? &FusedBlockSse2<16, 1> : in_uChannels == 2 ? &FusedBlockSse2<16, 2>
+                               : in_uChannels == 4 ? &FusedBlockSse2<16, 4> : nullptr;
+    if (in_uOrder == 8)
+        return in_uChannels == 1 ? &FusedBlockSse2<8, 1> : in_uChannels == 2 ? &FusedBlockSse2<8, 2>
+                               : in_uChannels == 4 ? &FusedBlockSse2<8, 4> : nullptr;
+#else
+    (void)in_uOrder;
+    (void)in_uChannels;
+#endif
+    return nullptr;
+}
 
 const float StereoFDN::MIN_DELAY_MS = 80.0f;
 const float StereoFDN::MAX_DELAY_MS = 150.0f;
@@ -227,6 +355,16 @@ void StereoFDN::SetMatrixType(uint32_t in_eType)
 
 void StereoFDN::Process(uint32_t in_uFrames, float* const* io_ppChannels)
 {
+    Run(in_uFrames, io_ppChannels, true);
+}
+
+void StereoFDN::ProcessPortable(uint32_t in_uFrames, float* const* io_ppChannels)
+{
+    Run(in_uFrames, io_ppChannels, false);
+}
+
+void StereoFDN::Run(uint32_t in_uFrames, float* const* io_ppChannels, bool in_bVector)
+{
     const uint32_t uMin = m_uMinDelay;
     const uint32_t uChannels = m_uNumChannels;
     m_afOutput.resize(uChannels * uMin, 0.0f);
@@ -237,51 +375,84 @@ void StereoFDN::Process(uint32_t in_uFrames, float* const* io_ppChannels)
     }
     if (m_afOutput.size() != uChannels * uMin || m_afInput.size() != uMin)
         return;
-    float* pOutput = m_afOutput.data();
-    float* pInput = m_afInput.data();
     float* const* ppLines = m_apfLineBuffers.data();
+
+    FusedBlock fused = nullptr;
+    float afInputGain[NUM_PRIMES];
+    float afOutputGain[NUM_PRIMES];
+    const BandGainFilter::Arrays bands = m_pBandGain->GetArrays();
+    if (in_bVector && bands.pB0 && m_uOrder <= NUM_PRIMES && m_pHadamard->GetSize() == m_uOrder) {
+        fused = ChooseFusedBlock(m_uOrder, uChannels);
+        // Gains are read once a block: they only change between blocks.
+        for (uint32_t i = 0; i < m_uOrder; ++i) {
+            afInputGain[i] = m_aLines[i].fInputGain;
+            afOutputGain[i] = m_aLines[i].fOutputGain;
+        }
+    }
+    float* apX[4] = {nullptr, nullptr, nullptr, nullptr};
 
     uint32_t uOffset = 0;
     uint32_t n = in_uFrames;
     while (n > 0) {
         const uint32_t b = n < uMin ? n : uMin;
-        for (uint32_t c = 0; c < uChannels; ++c)
-            for (uint32_t t = 0; t < b; ++t)
-                pOutput[c * uMin + t] = 0.0f;
         // Reading precedes writing, so a line of length d delays by d + 1 samples.
         for (uint32_t i = 0; i < m_uOrder; ++i)
             m_aLines[i].pDelay->Read(ppLines[i], b);
         QW_ASSERT(m_uOrder % 4 == 0);
-        for (uint32_t g = 0; g < m_uOrder / 4; ++g)
-            m_pBandGain->ProcessFour(g, b, ppLines + 4 * g);
-        // Taps after the filter, ahead of the mix.
-        for (uint32_t i = 0; i < m_uOrder; ++i) {
-            float* pOut = pOutput + (i % uChannels) * uMin;
-            const float* pLine = ppLines[i];
-            const float fGain = m_aLines[i].fOutputGain;
-            for (uint32_t t = 0; t < b; ++t)
-                pOut[t] += pLine[t] * fGain;
+        uint32_t uDone = 0;
+        if (fused) {
+            for (uint32_t c = 0; c < uChannels && c < 4; ++c)
+                apX[c] = io_ppChannels[c] + uOffset;
+            uDone = fused(b, ppLines, apX, afOutputGain, afInputGain, bands, m_pHadamard->GetScale(),
+                          m_eMatrixType == 1);
         }
-        if (m_eMatrixType == 1)
-            m_pHadamard->Transform(ppLines, b);
-        for (uint32_t i = 0; i < m_uOrder; ++i) {
-            const float* pX = io_ppChannels[i % uChannels] + uOffset;
-            for (uint32_t t = 0; t < b; ++t)
-                pInput[t] = pX[t];
-            float* pLine = ppLines[i];
-            const float fGain = m_aLines[i].fInputGain;
-            for (uint32_t t = 0; t < b; ++t)
-                pLine[t] += pInput[t] * fGain;
-            m_aLines[i].pDelay->Write(pLine, b);
-        }
-        for (uint32_t c = 0; c < uChannels; ++c) {
-            float* pX = io_ppChannels[c] + uOffset;
-            const float* pOut = pOutput + c * uMin;
-            for (uint32_t t = 0; t < b; ++t)
-                pX[t] = pOut[t];
-        }
+        if (uDone < b)
+            SubBlock(uDone, b - uDone, io_ppChannels, uOffset + uDone);
+        for (uint32_t i = 0; i < m_uOrder; ++i)
+            m_aLines[i].pDelay->Write(ppLines[i], b);
         uOffset += b;
         n -= b;
+    }
+}
+
+void StereoFDN::SubBlock(uint32_t in_uFirst, uint32_t b, float* const* io_ppChannels, uint32_t uOffset)
+{
+    const uint32_t uMin = m_uMinDelay;
+    const uint32_t uChannels = m_uNumChannels;
+    float* pOutput = m_afOutput.data();
+    float* pInput = m_afInput.data();
+    float* ppLines[NUM_PRIMES];
+    for (uint32_t i = 0; i < m_uOrder && i < NUM_PRIMES; ++i)
+        ppLines[i] = m_apfLineBuffers[i] + in_uFirst;
+    for (uint32_t c = 0; c < uChannels; ++c)
+        for (uint32_t t = 0; t < b; ++t)
+            pOutput[c * uMin + t] = 0.0f;
+    for (uint32_t g = 0; g < m_uOrder / 4; ++g)
+        m_pBandGain->ProcessFour(g, b, ppLines + 4 * g);
+    // Taps after the filter, ahead of the mix.
+    for (uint32_t i = 0; i < m_uOrder; ++i) {
+        float* pOut = pOutput + (i % uChannels) * uMin;
+        const float* pLine = ppLines[i];
+        const float fGain = m_aLines[i].fOutputGain;
+        for (uint32_t t = 0; t < b; ++t)
+            pOut[t] += pLine[t] * fGain;
+    }
+    if (m_eMatrixType == 1)
+        m_pHadamard->Transform(ppLines, b);
+    for (uint32_t i = 0; i < m_uOrder; ++i) {
+        const float* pX = io_ppChannels[i % uChannels] + uOffset;
+        for (uint32_t t = 0; t < b; ++t)
+            pInput[t] = pX[t];
+        float* pLine = ppLines[i];
+        const float fGain = m_aLines[i].fInputGain;
+        for (uint32_t t = 0; t < b; ++t)
+            pLine[t] += pInput[t] * fGain;
+    }
+    for (uint32_t c = 0; c < uChannels; ++c) {
+        float* pX = io_ppChannels[c] + uOffset;
+        const float* pOut = pOutput + c * uMin;
+        for (uint32_t t = 0; t < b; ++t)
+            pX[t] = pOut[t];
     }
 }
 

@@ -31,6 +31,8 @@ public:
 
     // In place on m_uNumChannels channels; the output is the wet signal only.
     void Process(uint32_t in_uFrames, float* const* io_ppChannels);
+    // The same without vector kernels, step by step over whole sub-blocks; tests compare the two.
+    void ProcessPortable(uint32_t in_uFrames, float* const* io_ppChannels);
     void Reset();
 
     void SetDelayTime(uint32_t in_iLine, float in_fMs);
@@ -69,6 +71,13 @@ public:
     const CirculantMatrix* GetCirculant() const { return m_pCirculant.raw(); }
 
 private:
+    // One sub-block on the line buffers, from their start; returns the frames it did.
+    using FusedBlock = uint32_t (*)(uint32_t, float* const*, float* const*, const float*, const float*,
+                                    const BandGainFilter::Arrays&, float, bool);
+    static FusedBlock ChooseFusedBlock(uint32_t in_uOrder, uint32_t in_uChannels);
+    void Run(uint32_t in_uFrames, float* const* io_ppChannels, bool in_bVector);
+    // Frames in_uFirst to in_uFirst + b of the line buffers, a step at a time over the whole stretch.
+    void SubBlock(uint32_t in_uFirst, uint32_t b, float* const* io_ppChannels, uint32_t uOffset);
     void UpdateBand(uint32_t in_uBand, float in_fMultiplier);
     uint32_t MaxSamples() const;
 
