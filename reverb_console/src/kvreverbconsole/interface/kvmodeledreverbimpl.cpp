@@ -148,43 +148,57 @@ void KvModeledReverbImpl::Process(uint32_t in_uFrames, float* const* in_ppSlots)
     float** ppLate = m_apfLate.data();
     float** ppEarly = m_apfEarly.data();
 
+    // The fold: each reverb channel's input goes to both paths in one pass.
     for (uint32_t c = 0; c < R; ++c) {
         ppLate[c] = m_aafLate[c].data();
-        ippsCopy_32f(n, s[c], ppLate[c]);
-    }
-    // A 5.0 stream has five channels: its centre is deliberately left out of the reverberation.
-    if (m_uNumChannels >= 6) {
-        ippsAddProductC_32f(n, s[4], 0.5f, ppLate[0]);
-        ippsAddProductC_32f(n, s[4], 0.5f, ppLate[1]);
-    }
-    if (m_uNumChannels == 8) {
-        ippsAdd_32f_I(n, s[6], ppLate[2]);
-        ippsAdd_32f_I(n, s[7], ppLate[3]);
-    }
-    for (uint32_t c = 0; c < R; ++c) {
         ppEarly[c] = m_aafEarly[c].data();
-        ippsCopy_32f(n, ppLate[c], ppEarly[c]);
+        float* __restrict pLate = ppLate[c];
+        float* __restrict pEarly = ppEarly[c];
+        const float* __restrict pIn = s[c];
+        // A 5.0 stream has five channels: its centre is deliberately left out of the reverberation.
+        const float* __restrict pAdd = m_uNumChannels >= 6 && c < 2 ? s[4] : m_uNumChannels == 8 ? s[c + 4] : nullptr;
+        if (!pAdd) {
+            for (uint32_t t = 0; t < n; ++t)
+                pLate[t] = pEarly[t] = pIn[t];
+        } else if (c < 2) {
+            for (uint32_t t = 0; t < n; ++t)
+                pLate[t] = pEarly[t] = pIn[t] + pAdd[t] * 0.5f;
+        } else {
+            for (uint32_t t = 0; t < n; ++t)
+                pLate[t] = pEarly[t] = pIn[t] + pAdd[t];
+        }
     }
-    for (uint32_t i = 0; i < m_uNumChannels; ++i) {
+    // Slots the reverberation does not write back to are scaled now; the others in the last pass.
+    for (uint32_t i = R; i < m_uNumChannels; ++i) {
         const bool bFront = i == 0 || i == 1 || i == 4 || i == 5;
         ippsMulC_32f_I(n, m_fGains[bFront ? 0 : 1].fDry, s[i]);
     }
     m_pLateConvolution->Process(n, ppLate);
     m_pFDN->Process(n, ppLate);
-    for (uint32_t c = 0; c < R; ++c)
-        ippsMulC_32f_I(n, m_fLateGain, ppLate[c]);
     m_pEarlyConvolution->Process(n, ppEarly);
     for (uint32_t c = 0; c < R; ++c) {
-        ippsMulC_32f_I(n, m_fEarlyGain, ppEarly[c]);
-        ippsAdd_32f_I(n, ppEarly[c], ppLate[c]);
-    }
-    for (uint32_t c = 0; c < R; ++c) {
-        ippsMulC_32f_I(n, m_fGains[c < 2 ? 0 : 1].fWet * m_fModelGain, ppLate[c]);
+        const float fLate = m_fLateGain;
+        const float fEarly = m_fEarlyGain;
+        const float fWet = m_fGains[c < 2 ? 0 : 1].fWet * m_fModelGain;
+        const float fDry = m_fGains[c < 2 ? 0 : 1].fDry;
+        float* __restrict pLate = ppLate[c];
+        const float* __restrict pEarly = ppEarly[c];
+        float* __restrict pOut = s[c];
         // A pre-delay of 0 skips the line wholly: its positions stand still.
         CrossfadeDelayLine& line = *m_apPreDelay[c];
-        if (line.GetDelay() != 0)
-            line.Process(n, ppLate[c]);
-        ippsAdd_32f_I(n, ppLate[c], s[c]);
+        if (line.GetDelay() == 0) {
+            for (uint32_t t = 0; t < n; ++t) {
+                const float fWetSample = (pLate[t] * fLate + pEarly[t] * fEarly) * fWet;
+                pLate[t] = fWetSample;
+                pOut[t] = pOut[t] * fDry + fWetSample;
+            }
+        } else {
+            for (uint32_t t = 0; t < n; ++t)
+                pLate[t] = (pLate[t] * fLate + pEarly[t] * fEarly) * fWet;
+            line.Process(n, pLate);
+            for (uint32_t t = 0; t < n; ++t)
+                pOut[t] = pOut[t] * fDry + pLate[t];
+        }
     }
     if (m_uNumChannels >= 6) {
         ippsAddProductC_32f(n, ppLate[0], 0.5f, s[4]);
