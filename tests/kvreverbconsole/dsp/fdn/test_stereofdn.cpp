@@ -110,8 +110,8 @@ TEST(StereoFDN, ImpulseFirstComesOutAfterTheShortestLinePlusOneAndResetSilences)
 }
 
 // The reference runs whole sub-blocks step by step without vector kernels; the network under
-// test runs blocks of random lengths, so the fused four-frame kernel and its remainder path meet
-// every alignment. Running sample by sample or block-wise must not change a bit.
+// test runs blocks of random lengths through each vector kernel, so the kernels and their
+// remainder path meet every alignment. None of this may change a bit.
 TEST(StereoFDN, SubBlocksOfAnyLengthEqualTheStepwiseWhole)
 {
     TestHost host;
@@ -119,7 +119,10 @@ TEST(StereoFDN, SubBlocksOfAnyLengthEqualTheStepwiseWhole)
     {
         uint32_t uOrder, uChannels, uMatrix;
     };
-    for (const Case& k : {Case{8, 2, 1}, Case{16, 2, 1}, Case{16, 4, 1}, Case{8, 1, 1}, Case{16, 2, 0}}) {
+    for (const Case& k : {Case{8, 2, 1}, Case{16, 2, 1}, Case{16, 4, 1}, Case{8, 1, 1}, Case{16, 2, 0}})
+    for (StereoFDN::Kernel eKernel : {StereoFDN::Kernel::SSE2, StereoFDN::Kernel::AVX2}) {
+        if (!StereoFDN::HasKernel(eKernel))
+            continue;
         StereoFDN whole(44100.0f, 1024, k.uChannels, 0, k.uOrder), random(44100.0f, 1024, k.uChannels, 0, k.uOrder);
         for (StereoFDN* f : {&whole, &random}) {
             f->SetMatrixType(k.uMatrix);
@@ -134,17 +137,17 @@ TEST(StereoFDN, SubBlocksOfAnyLengthEqualTheStepwiseWhole)
         for (uint32_t t = 0; t < 300; ++t)
             for (uint32_t ch = 0; ch < k.uChannels; ++ch)
                 a.data[ch][t] = c.data[ch][t] = dist(rng);
-        whole.ProcessPortable(n, a.ptrs.data());
+        whole.ProcessWith(StereoFDN::Kernel::PORTABLE, n, a.ptrs.data());
         // Mostly 0 to 3 samples (single ones included), now and then up to 1500.
         std::uniform_int_distribution<uint32_t> len(0, 1500);
         for (uint32_t t = 0, b = 0; t < n; ++b) {
             const uint32_t m = std::min(b % 8 == 7 ? len(rng) : len(rng) % 4, n - t);
-            random.Process(m, c.At(t));
+            random.ProcessWith(eKernel, m, c.At(t));
             t += m;
         }
         for (uint32_t ch = 0; ch < k.uChannels; ++ch)
-            EXPECT_EQ(a.data[ch], c.data[ch]) << "order " << k.uOrder << " channels " << k.uChannels << " mix "
-                                              << k.uMatrix << " channel " << ch;
+            EXPECT_EQ(a.data[ch], c.data[ch]) << "kernel " << static_cast<int>(eKernel) << " order " << k.uOrder
+                                              << " channels " << k.uChannels << " mix " << k.uMatrix << " channel " << ch;
     }
 }
 

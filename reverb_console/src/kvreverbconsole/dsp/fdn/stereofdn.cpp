@@ -1,7 +1,7 @@
 #include "kvreverbconsole/dsp/fdn/stereofdn.h"
 #include <cmath>
 #if defined(__SSE2__)
-#include <emmintrin.h>
+#include <immintrin.h>
 #endif
 #include "host/qwassert.h"
 #include "kvbase/common/common_cast.h"
@@ -123,22 +123,187 @@ uint32_t FusedBlockSse2(uint32_t in_uFrames, float* const* io_ppLines, float* co
     }
     return t;
 }
+
+#if defined(__x86_64__)
+// The same pass on eight frames, for processors with AVX2: taps, mix and feed run on 256-bit
+// vectors. The filter recursion stays four lines wide, frames 0 to 3 from the low halves and 4
+// to 7 from the high ones. No fused multiply-add is enabled, so every product is rounded before
+// its sum, as in the other forms.
+#define KV_AVX2 __attribute__((target("avx2")))
+
+KV_AVX2 inline void Transpose4InLanes(__m256& r0, __m256& r1, __m256& r2, __m256& r3)
+{
+    const __m256 t0 = _mm256_unpacklo_ps(r0, r1), t1 = _mm256_unpacklo_ps(r2, r3);
+    const __m256 t2 = _mm256_unpackhi_ps(r0, r1), t3 = _mm256_unpackhi_ps(r2, r3);
+    r0 = _mm256_shuffle_ps(t0, t1, _MM_SHUFFLE(1, 0, 1, 0));
+    r1 = _mm256_shuffle_ps(t0, t1, _MM_SHUFFLE(3, 2, 3, 2));
+    r2 = _mm256_shuffle_ps(t2, t3, _MM_SHUFFLE(1, 0, 1, 0));
+    r3 = _mm256_shuffle_ps(t2, t3, _MM_SHUFFLE(3, 2, 3, 2));
+}
+
+// Direct form II on four lines, one per lane.
+KV_AVX2 inline __m128 SectionStep(__m128 x, __m128 b0, __m128 b1, __m128 b2, __m128 a1, __m128 a2, __m128& io_z1,
+                                  __m128& io_z2)
+{
+    const __m128 w = _mm_sub_ps(_mm_sub_ps(x, _mm_mul_ps(a1, io_z1)), _mm_mul_ps(a2, io_z2));
+    const __m128 y = _mm_add_ps(_mm_add_ps(_mm_mul_ps(b0, w), _mm_mul_ps(b1, io_z1)), _mm_mul_ps(b2, io_z2));
+    io_z2 = io_z1;
+    io_z1 = w;
+    return y;
+}
+
+template <uint32_t N, uint32_t H>
+KV_AVX2 inline void HadamardStagesAvx2(__m256* io_pL, __m256 in_scale)
+{
+    KV_UNROLL
+    for (uint32_t g = 0; g < N; g += 2 * H) {
+        KV_UNROLL
+        for (uint32_t j = 0; j < H; ++j) {
+            const __m256 a = io_pL[g + j], b = io_pL[g + j + H];
+            if constexpr (2 * H < N) {
+                io_pL[g + j] = _mm256_add_ps(a, b);
+                io_pL[g + j + H] = _mm256_sub_ps(a, b);
+            } else {
+                io_pL[g + j] = _mm256_mul_ps(_mm256_add_ps(a, b), in_scale);
+                io_pL[g + j + H] = _mm256_mul_ps(_mm256_sub_ps(a, b), in_scale);
+            }
+        }
+    }
+    if constexpr (2 * H < N)
+        HadamardStagesAvx2<N, 2 * H>(io_pL, in_scale);
+}
+
+template <uint32_t N, uint32_t C>
+KV_AVX2 uint32_t FusedBlockAvx2(uint32_t in_uFrames, float* const* io_ppLines, float* const* io_ppX,
+                                const float* in_pfOutputGain, const float* in_pfInputGain,
+                                const BandGainFilter::Arrays& in_bands, float in_fScale, bool in_bMix)
+{
+    constexpr uint32_t G = N / 4;
+    __m128 b0[G], b1[G], b2[G], a1[G], a2[G], z1[G], z2[G];
+    KV_UNROLL
+    for (uint32_t g = 0; g < G; ++g) {
+        b0[g] = _mm_loadu_ps(in_bands.pB0 + 4 * g);
+        b1[g] = _mm_loadu_ps(in_bands.pB1 + 4 * g);
+        b2[g] = _mm_loadu_ps(in_bands.pB2 + 4 * g);
+        a1[g] = _mm_loadu_ps(in_bands.pA1 + 4 * g);
+        a2[g] = _mm_loadu_ps(in_bands.pA2 + 4 * g);
+        z1[g] = _mm_loadu_ps(in_bands.pZ1 + 4 * g);
+        z2[g] = _mm_loadu_ps(in_bands.pZ2 + 4 * g);
+    }
+    const __m256 scale = _mm256_set1_ps(in_fScale);
+    __m256 og[N], ig[N];
+    KV_UNROLL
+    for (uint32_t i = 0; i < N; ++i) {
+        og[i] = _mm256_set1_ps(in_pfOutputGain[i]);
+        ig[i] = _mm256_set1_ps(in_pfInputGain[i]);
+    }
+    uint32_t t = 0;
+    for (; t + 8 <= in_uFrames; t += 8) {
+        __m256 L[N];
+        KV_UNROLL
+        for (uint32_t i = 0; i < N; ++i)
+            L[i] = _mm256_loadu_ps(io_ppLines[i] + t);
+        KV_UNROLL
+        for (uint32_t g = 0; g < G; ++g)
+            Transpose4InLanes(L[4 * g], L[4 * g + 1], L[4 * g + 2], L[4 * g + 3]);
+        __m128 lo[N];
+        KV_UNROLL
+        for (uint32_t k = 0; k < 4; ++k)
+            KV_UNROLL
+            for (uint32_t g = 0; g < G; ++g)
+                lo[4 * g + k] = SectionStep(_mm256_castps256_ps128(L[4 * g + k]), b0[g], b1[g], b2[g], a1[g], a2[g], z1[g], z2[g]);
+        KV_UNROLL
+        for (uint32_t k = 0; k < 4; ++k)
+            KV_UNROLL
+            for (uint32_t g = 0; g < G; ++g)
+                L[4 * g + k] = _mm256_insertf128_ps(_mm256_castps128_ps256(lo[4 * g + k]),
+                                                    SectionStep(_mm256_extractf128_ps(L[4 * g + k], 1), b0[g], b1[g], b2[g], a1[g], a2[g], z1[g], z2[g]), 1);
+        KV_UNROLL
+        for (uint32_t g = 0; g < G; ++g)
+            Transpose4InLanes(L[4 * g], L[4 * g + 1], L[4 * g + 2], L[4 * g + 3]);
+        __m256 X[C], O[C];
+        KV_UNROLL
+        for (uint32_t c = 0; c < C; ++c) {
+            X[c] = _mm256_loadu_ps(io_ppX[c] + t);
+            O[c] = _mm256_setzero_ps();
+        }
+        KV_UNROLL
+        for (uint32_t i = 0; i < N; ++i)
+            O[i % C] = _mm256_add_ps(O[i % C], _mm256_mul_ps(L[i], og[i]));
+        if (in_bMix)
+            HadamardStagesAvx2<N, 1>(L, scale);
+        KV_UNROLL
+        for (uint32_t i = 0; i < N; ++i)
+            _mm256_storeu_ps(io_ppLines[i] + t, _mm256_add_ps(L[i], _mm256_mul_ps(X[i % C], ig[i])));
+        KV_UNROLL
+        for (uint32_t c = 0; c < C; ++c)
+            _mm256_storeu_ps(io_ppX[c] + t, O[c]);
+    }
+    KV_UNROLL
+    for (uint32_t g = 0; g < G; ++g) {
+        _mm_storeu_ps(in_bands.pZ1 + 4 * g, z1[g]);
+        _mm_storeu_ps(in_bands.pZ2 + 4 * g, z2[g]);
+    }
+    return t;
+}
+
+bool HasAvx2()
+{
+    static const bool s_bAvx2 = [] {
+        __builtin_cpu_init();
+        return __builtin_cpu_supports("avx2") != 0;
+    }();
+    return s_bAvx2;
+}
+#endif
 #endif
 } // namespace
 
-StereoFDN::FusedBlock StereoFDN::ChooseFusedBlock(uint32_t in_uOrder, uint32_t in_uChannels)
+bool StereoFDN::HasKernel(Kernel in_eKernel)
 {
-#if defined(__SSE2__)
-    if (in_uOrder == 16)
-        return in_uChannels == 1 ? &FusedBlockSse2<16, 1> : in_uChannels == 2 ? &FusedBlockSse2<16, 2>
-                               : in_uChannels == 4 ? &FusedBlockSse2<16, 4> : nullptr;
-    if (in_uOrder == 8)
-        return in_uChannels == 1 ? &FusedBlockSse2<8, 1> : in_uChannels == 2 ? &FusedBlockSse2<8, 2>
-                               : in_uChannels == 4 ? &FusedBlockSse2<8, 4> : nullptr;
+#if defined(__SSE2__) && defined(__x86_64__)
+    return in_eKernel != Kernel::AVX2 || HasAvx2();
+#elif defined(__SSE2__)
+    return in_eKernel != Kernel::AVX2;
 #else
-    (void)in_uOrder;
-    (void)in_uChannels;
+    return in_eKernel == Kernel::PORTABLE || in_eKernel == Kernel::BEST;
 #endif
+}
+
+StereoFDN::FusedBlock StereoFDN::ChooseFusedBlock(Kernel in_eKernel, uint32_t in_uOrder, uint32_t in_uChannels)
+{
+    if (in_uChannels != 1 && in_uChannels != 2 && in_uChannels != 4)
+        return nullptr;
+    if (in_uOrder != 8 && in_uOrder != 16)
+        return nullptr;
+    const uint32_t uCase = in_uOrder * 8 + in_uChannels;
+#if defined(__SSE2__) && defined(__x86_64__)
+    if (in_eKernel == Kernel::AVX2 || (in_eKernel == Kernel::BEST && HasAvx2())) {
+        if (!HasAvx2())
+            return nullptr;
+        switch (uCase) {
+        case 8 * 8 + 1: return &FusedBlockAvx2<8, 1>;
+        case 8 * 8 + 2: return &FusedBlockAvx2<8, 2>;
+        case 8 * 8 + 4: return &FusedBlockAvx2<8, 4>;
+        case 16 * 8 + 1: return &FusedBlockAvx2<16, 1>;
+        case 16 * 8 + 2: return &FusedBlockAvx2<16, 2>;
+        default: return &FusedBlockAvx2<16, 4>;
+        }
+    }
+#endif
+#if defined(__SSE2__)
+    if (in_eKernel == Kernel::SSE2 || in_eKernel == Kernel::BEST) {
+        switch (uCase) {
+        case 8 * 8 + 1: return &FusedBlockSse2<8, 1>;
+        case 8 * 8 + 2: return &FusedBlockSse2<8, 2>;
+        case 8 * 8 + 4: return &FusedBlockSse2<8, 4>;
+        case 16 * 8 + 1: return &FusedBlockSse2<16, 1>;
+        case 16 * 8 + 2: return &FusedBlockSse2<16, 2>;
+        default: return &FusedBlockSse2<16, 4>;
+        }
+    }
+#endif
+    (void)uCase;
     return nullptr;
 }
 
@@ -355,15 +520,10 @@ void StereoFDN::SetMatrixType(uint32_t in_eType)
 
 void StereoFDN::Process(uint32_t in_uFrames, float* const* io_ppChannels)
 {
-    Run(in_uFrames, io_ppChannels, true);
+    ProcessWith(Kernel::BEST, in_uFrames, io_ppChannels);
 }
 
-void StereoFDN::ProcessPortable(uint32_t in_uFrames, float* const* io_ppChannels)
-{
-    Run(in_uFrames, io_ppChannels, false);
-}
-
-void StereoFDN::Run(uint32_t in_uFrames, float* const* io_ppChannels, bool in_bVector)
+void StereoFDN::ProcessWith(Kernel in_eKernel, uint32_t in_uFrames, float* const* io_ppChannels)
 {
     const uint32_t uMin = m_uMinDelay;
     const uint32_t uChannels = m_uNumChannels;
@@ -381,10 +541,10 @@ void StereoFDN::Run(uint32_t in_uFrames, float* const* io_ppChannels, bool in_bV
     float afInputGain[NUM_PRIMES];
     float afOutputGain[NUM_PRIMES];
     const BandGainFilter::Arrays bands = m_pBandGain->GetArrays();
-    if (in_bVector && bands.pB0 && m_uOrder <= NUM_PRIMES && m_pHadamard->GetSize() == m_uOrder) {
-        fused = ChooseFusedBlock(m_uOrder, uChannels);
-        // Gains are read once a block: they only change between blocks.
-        for (uint32_t i = 0; i < m_uOrder; ++i) {
+    if (in_eKernel != Kernel::PORTABLE && bands.pB0 && m_pHadamard->GetSize() == m_uOrder) {
+        fused = ChooseFusedBlock(in_eKernel, m_uOrder, uChannels);
+        // Gains are read once a block: they only change between blocks. The kernels take at most 16 lines.
+        for (uint32_t i = 0; fused && i < m_uOrder; ++i) {
             afInputGain[i] = m_aLines[i].fInputGain;
             afOutputGain[i] = m_aLines[i].fOutputGain;
         }

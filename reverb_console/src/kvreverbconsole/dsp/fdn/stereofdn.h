@@ -31,8 +31,13 @@ public:
 
     // In place on m_uNumChannels channels; the output is the wet signal only.
     void Process(uint32_t in_uFrames, float* const* io_ppChannels);
-    // The same without vector kernels, step by step over whole sub-blocks; tests compare the two.
-    void ProcessPortable(uint32_t in_uFrames, float* const* io_ppChannels);
+
+    // The forms of Process, all with the same result to the bit: PORTABLE runs whole sub-blocks
+    // a step at a time without vector kernels; SSE2 and AVX2 run every step on four or eight
+    // frames before the next; BEST is the fastest the processor has. Tests compare them.
+    enum class Kernel : uint32_t { PORTABLE, SSE2, AVX2, BEST };
+    static bool HasKernel(Kernel in_eKernel);
+    void ProcessWith(Kernel in_eKernel, uint32_t in_uFrames, float* const* io_ppChannels);
     void Reset();
 
     void SetDelayTime(uint32_t in_iLine, float in_fMs);
@@ -74,8 +79,7 @@ private:
     // One sub-block on the line buffers, from their start; returns the frames it did.
     using FusedBlock = uint32_t (*)(uint32_t, float* const*, float* const*, const float*, const float*,
                                     const BandGainFilter::Arrays&, float, bool);
-    static FusedBlock ChooseFusedBlock(uint32_t in_uOrder, uint32_t in_uChannels);
-    void Run(uint32_t in_uFrames, float* const* io_ppChannels, bool in_bVector);
+    static FusedBlock ChooseFusedBlock(Kernel in_eKernel, uint32_t in_uOrder, uint32_t in_uChannels);
     // Frames in_uFirst to in_uFirst + b of the line buffers, a step at a time over the whole stretch.
     void SubBlock(uint32_t in_uFirst, uint32_t b, float* const* io_ppChannels, uint32_t uOffset);
     void UpdateBand(uint32_t in_uBand, float in_fMultiplier);
