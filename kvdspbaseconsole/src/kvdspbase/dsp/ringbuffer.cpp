@@ -77,6 +77,25 @@ void RingBuffer::Write(const float* in_pSource, uint64_t uLength)
     }
 }
 
+float* RingBuffer::HeadRun(uint64_t& out_uCount)
+{
+    if (m_uTotalLength == 0) {
+        out_uCount = 0;
+        return m_afBuffer.data();
+    }
+    const uint64_t uStart = m_uHead % m_uTotalLength;
+    out_uCount = m_uTotalLength - uStart;
+    return m_afBuffer.data() + uStart;
+}
+
+void RingBuffer::Advance(uint64_t uLength)
+{
+    if (m_uTotalLength == 0)
+        return;
+    QW_ASSERT(uLength < m_uTotalLength);
+    m_uHead = (m_uHead + uLength) % m_uTotalLength;
+}
+
 void RingBuffer::SetLength(uint64_t n, float fFill)
 {
     if (n == m_uLength)

@@ -14,6 +14,11 @@ public:
     // of the same samples. Counts above the length walk sample by sample past the newest entry.
     void Read(float* out_pDest, uint64_t uLength) const;
     void Write(const float* in_pSource, uint64_t uLength);
+    // In-place access for a reader that overwrites what it reads, as Read then Write of the same
+    // count would: the entries from the head (the oldest) to the end of the memory, their number
+    // in out_uCount; then Advance moves the head on by the count handled, at most the length.
+    float* HeadRun(uint64_t& out_uCount);
+    void Advance(uint64_t uLength);
     // Changes the length, keeping what history it can. Allocates only above the reserved size, so
     // it belongs outside the audio path when growing.
     void SetLength(uint64_t n, float fFill);

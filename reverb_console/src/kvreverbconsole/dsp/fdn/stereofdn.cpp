@@ -550,24 +550,51 @@ void StereoFDN::ProcessWith(Kernel in_eKernel, uint32_t in_uFrames, float* const
         }
     }
     float* apX[4] = {nullptr, nullptr, nullptr, nullptr};
+    float* apRun[NUM_PRIMES];
+    float* apRest[NUM_PRIMES];
 
     uint32_t uOffset = 0;
     uint32_t n = in_uFrames;
+    bool abStaged[NUM_PRIMES];
+    while (n > 0 && fused) {
+        const uint32_t b = n < uMin ? n : uMin;
+        // The kernels work in place on a line's own memory, since a sub-block overwrites the
+        // oldest entries it reads; only a line whose memory wraps within the sub-block is copied
+        // out and back.
+        for (uint32_t i = 0; i < m_uOrder; ++i) {
+            uint64_t uRun = 0;
+            apRun[i] = m_aLines[i].pDelay->HeadRun(uRun);
+            abStaged[i] = uRun < b;
+            if (abStaged[i]) {
+                m_aLines[i].pDelay->Read(ppLines[i], b);
+                apRun[i] = ppLines[i];
+            }
+        }
+        QW_ASSERT(m_uOrder % 4 == 0);
+        for (uint32_t c = 0; c < uChannels && c < 4; ++c)
+            apX[c] = io_ppChannels[c] + uOffset;
+        const uint32_t uDone =
+            fused(b, apRun, apX, afOutputGain, afInputGain, bands, m_pHadamard->GetScale(), m_eMatrixType == 1);
+        for (uint32_t i = 0; i < m_uOrder; ++i)
+            apRest[i] = apRun[i] + uDone;
+        if (uDone < b)
+            SubBlock(apRest, b - uDone, io_ppChannels, uOffset + uDone);
+        for (uint32_t i = 0; i < m_uOrder; ++i) {
+            if (abStaged[i])
+                m_aLines[i].pDelay->Write(ppLines[i], b);
+            else
+                m_aLines[i].pDelay->Advance(b);
+        }
+        uOffset += b;
+        n -= b;
+    }
     while (n > 0) {
         const uint32_t b = n < uMin ? n : uMin;
         // Reading precedes writing, so a line of length d delays by d + 1 samples.
         for (uint32_t i = 0; i < m_uOrder; ++i)
             m_aLines[i].pDelay->Read(ppLines[i], b);
         QW_ASSERT(m_uOrder % 4 == 0);
-        uint32_t uDone = 0;
-        if (fused) {
-            for (uint32_t c = 0; c < uChannels && c < 4; ++c)
-                apX[c] = io_ppChannels[c] + uOffset;
-            uDone = fused(b, ppLines, apX, afOutputGain, afInputGain, bands, m_pHadamard->GetScale(),
-                          m_eMatrixType == 1);
-        }
-        if (uDone < b)
-            SubBlock(uDone, b - uDone, io_ppChannels, uOffset + uDone);
+        SubBlock(ppLines, b, io_ppChannels, uOffset);
         for (uint32_t i = 0; i < m_uOrder; ++i)
             m_aLines[i].pDelay->Write(ppLines[i], b);
         uOffset += b;
@@ -575,15 +602,12 @@ void StereoFDN::ProcessWith(Kernel in_eKernel, uint32_t in_uFrames, float* const
     }
 }
 
-void StereoFDN::SubBlock(uint32_t in_uFirst, uint32_t b, float* const* io_ppChannels, uint32_t uOffset)
+void StereoFDN::SubBlock(float* const* ppLines, uint32_t b, float* const* io_ppChannels, uint32_t uOffset)
 {
     const uint32_t uMin = m_uMinDelay;
     const uint32_t uChannels = m_uNumChannels;
     float* pOutput = m_afOutput.data();
     float* pInput = m_afInput.data();
-    float* ppLines[NUM_PRIMES];
-    for (uint32_t i = 0; i < m_uOrder && i < NUM_PRIMES; ++i)
-        ppLines[i] = m_apfLineBuffers[i] + in_uFirst;
     for (uint32_t c = 0; c < uChannels; ++c)
         for (uint32_t t = 0; t < b; ++t)
             pOutput[c * uMin + t] = 0.0f;

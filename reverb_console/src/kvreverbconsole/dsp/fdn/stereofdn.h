@@ -80,8 +80,8 @@ private:
     using FusedBlock = uint32_t (*)(uint32_t, float* const*, float* const*, const float*, const float*,
                                     const BandGainFilter::Arrays&, float, bool);
     static FusedBlock ChooseFusedBlock(Kernel in_eKernel, uint32_t in_uOrder, uint32_t in_uChannels);
-    // Frames in_uFirst to in_uFirst + b of the line buffers, a step at a time over the whole stretch.
-    void SubBlock(uint32_t in_uFirst, uint32_t b, float* const* io_ppChannels, uint32_t uOffset);
+    // b frames of the lines, in place, a step at a time over the whole stretch.
+    void SubBlock(float* const* ppLines, uint32_t b, float* const* io_ppChannels, uint32_t uOffset);
     void UpdateBand(uint32_t in_uBand, float in_fMultiplier);
     uint32_t MaxSamples() const;
 
