@@ -83,9 +83,9 @@ float* RingBuffer::HeadRun(uint64_t& out_uCount)
         out_uCount = 0;
         return m_afBuffer.data();
     }
-    const uint64_t uStart = m_uHead % m_uTotalLength;
-    out_uCount = m_uTotalLength - uStart;
-    return m_afBuffer.data() + uStart;
+    const uint64_t uOldest = m_uHead % m_uTotalLength;
+    out_uCount = m_uTotalLength - uOldest;
+    return m_afBuffer.data() + uOldest;
 }
 
 void RingBuffer::Advance(uint64_t uLength)
