@@ -146,6 +146,7 @@ TEST(BivrelReverbFX, FiveOneFoldsTheCentreAndLeavesTheLowFrequencyDry)
     fx.Set(BivrelReverbFXParams::REAR_DRY_OUT, -12.0f);
     fx.Set(BivrelReverbFXParams::FRONT_WET_OUT, -3.0f);
     fx.Set(BivrelReverbFXParams::REAR_WET_OUT, -9.0f);
+    fx.Set(BivrelReverbFXParams::EARLY_GAIN, -4.0f); // the early path alone carries the wet signal here
     const uint16_t M = 64;
     std::vector<float> data(6 * M, 0.0f);
     const float x[6] = {0.1f, 0.2f, 0.3f, 0.05f, 0.07f, 0.4f}; // channel order of the block
@@ -153,7 +154,7 @@ TEST(BivrelReverbFX, FiveOneFoldsTheCentreAndLeavesTheLowFrequencyDry)
         data[c * M] = x[c];
     fx.Run(data, M, M);
     // Slots: 0 <- ch0, 1 <- ch1, 2 <- ch3, 3 <- ch4, 4 (centre) <- ch2, 5 (low frequency) <- ch5.
-    const float dF = Db(-6), dR = Db(-12), wF = Db(-3), wR = Db(-9);
+    const float dF = Db(-6), dR = Db(-12), wF = Db(-3) * Db(-4), wR = Db(-9) * Db(-4);
     const float wet0 = wF * (x[0] + 0.5f * x[2]);
     const float wet1 = wF * (x[1] + 0.5f * x[2]);
     const float tol = 2e-6f;
