@@ -184,21 +184,14 @@ void KvModeledReverbImpl::Process(uint32_t in_uFrames, float* const* in_ppSlots)
         float* __restrict pLate = ppLate[c];
         const float* __restrict pEarly = ppEarly[c];
         float* __restrict pOut = s[c];
+        for (uint32_t t = 0; t < n; ++t)
+            pLate[t] = (pLate[t] * fLate + pEarly[t] * fEarly) * fWet;
         // A pre-delay of 0 skips the line wholly: its positions stand still.
         CrossfadeDelayLine& line = *m_apPreDelay[c];
-        if (line.GetDelay() == 0) {
-            for (uint32_t t = 0; t < n; ++t) {
-                const float fWetSample = (pLate[t] * fLate + pEarly[t] * fEarly) * fWet;
-                pLate[t] = fWetSample;
-                pOut[t] = pOut[t] * fDry + fWetSample;
-            }
-        } else {
-            for (uint32_t t = 0; t < n; ++t)
-                pLate[t] = (pLate[t] * fLate + pEarly[t] * fEarly) * fWet;
+        if (line.GetDelay() != 0)
             line.Process(n, pLate);
-            for (uint32_t t = 0; t < n; ++t)
-                pOut[t] = pOut[t] * fDry + pLate[t];
-        }
+        for (uint32_t t = 0; t < n; ++t)
+            pOut[t] = pOut[t] * fDry + pLate[t];
     }
     if (m_uNumChannels >= 6) {
         ippsAddProductC_32f(n, ppLate[0], 0.5f, s[4]);
