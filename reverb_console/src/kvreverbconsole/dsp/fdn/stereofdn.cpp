@@ -206,18 +206,22 @@ KV_AVX2 uint32_t FusedBlockAvx2(uint32_t in_uFrames, float* const* io_ppLines, f
         KV_UNROLL
         for (uint32_t g = 0; g < G; ++g)
             Transpose4InLanes(L[4 * g], L[4 * g + 1], L[4 * g + 2], L[4 * g + 3]);
-        __m128 lo[N];
         KV_UNROLL
         for (uint32_t k = 0; k < 4; ++k)
             KV_UNROLL
             for (uint32_t g = 0; g < G; ++g)
-                lo[4 * g + k] = SectionStep(_mm256_castps256_ps128(L[4 * g + k]), b0[g], b1[g], b2[g], a1[g], a2[g], z1[g], z2[g]);
+                L[4 * g + k] = _mm256_insertf128_ps(
+                    L[4 * g + k],
+                    SectionStep(_mm256_castps256_ps128(L[4 * g + k]), b0[g], b1[g], b2[g], a1[g], a2[g], z1[g], z2[g]),
+                    0);
         KV_UNROLL
         for (uint32_t k = 0; k < 4; ++k)
             KV_UNROLL
             for (uint32_t g = 0; g < G; ++g)
-                L[4 * g + k] = _mm256_insertf128_ps(_mm256_castps128_ps256(lo[4 * g + k]),
-                                                    SectionStep(_mm256_extractf128_ps(L[4 * g + k], 1), b0[g], b1[g], b2[g], a1[g], a2[g], z1[g], z2[g]), 1);
+                L[4 * g + k] = _mm256_insertf128_ps(
+                    L[4 * g + k],
+                    SectionStep(_mm256_extractf128_ps(L[4 * g + k], 1), b0[g], b1[g], b2[g], a1[g], a2[g], z1[g], z2[g]),
+                    1);
         KV_UNROLL
         for (uint32_t g = 0; g < G; ++g)
             Transpose4InLanes(L[4 * g], L[4 * g + 1], L[4 * g + 2], L[4 * g + 3]);
