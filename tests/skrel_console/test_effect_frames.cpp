@@ -2,6 +2,8 @@
 // and the tool's parameter tables: the block and id frame, Init under allocation failure, and an
 // Execute that allocates nothing, writes only the valid frames and leaves misfit blocks alone.
 #include <gtest/gtest.h>
+#include <cmath>
+#include <cstring>
 #include <string>
 #include <vector>
 #include "qwfx/lib/qweffectmeta.h"
@@ -112,6 +114,63 @@ TEST(EffectFrames, ParameterBlockSizeAndIds)
         pCopy->Term(&host.allocator);
         p->Term(&host.allocator);
         EXPECT_TRUE(host.allocator.Balanced()) << sName;
+    }
+}
+
+// Item n of the packed block at byte 4n is parameter id n (the reverb's carries its order, id
+// 14, after the six model values), and the values an effect starts from are the tool's table
+// defaults: the same audio whichever road the values take. The chosen values lie inside each
+// range, the integers but the bypass off their defaults.
+TEST(EffectFrames, BlockItemsAreTheIdsAndStartValuesAreTheTableDefaults)
+{
+    for (const Effect& e : AllEffects()) {
+        const std::string sName = e.pMeta->pszShortName;
+        const bool bReverb = e.pMeta->uPluginId == 2;
+        auto Item = [bReverb](uint16_t id) { return !bReverb || id < 6 ? id : (id == 14 ? 6 : id + 1); };
+        std::vector<uint32_t> defaults(e.pMeta->uBlockBytes / 4, 0xFFFFFFFFu), values = defaults;
+        for (uint32_t i = 0; i < e.pMeta->uParamCount; ++i) {
+            const QwParamMeta& param = e.pMeta->pParams[i];
+            const uint32_t n = Item(param.uId);
+            ASSERT_LT(n, defaults.size()) << sName;
+            const double fSpan = param.fMax - param.fMin;
+            if (param.eType == QwParamType::F32) {
+                const float fDefault = static_cast<float>(param.fDefault);
+                const float fValue = static_cast<float>(param.fMin + fSpan * (0.2 + 0.6 * std::fmod(0.618 * i, 1.0)));
+                std::memcpy(&defaults[n], &fDefault, 4);
+                std::memcpy(&values[n], &fValue, 4);
+            } else {
+                defaults[n] = static_cast<uint32_t>(param.fDefault);
+                const uint32_t uRange = static_cast<uint32_t>(fSpan) + 1;
+                values[n] = std::string(param.pszName) == "bypass"
+                                ? defaults[n]
+                                : static_cast<uint32_t>(param.fMin) + (defaults[n] + 1 + i) % uRange;
+            }
+        }
+        for (uint32_t u : defaults)
+            ASSERT_NE(u, 0xFFFFFFFFu) << sName << ": a block item without an id";
+        const std::vector<float> noise = RefNoise(2 * BLOCK, 5, 0.5f);
+        // 0: as created; 1: the defaults' block; 2: the values' block; 3: the values one id at a time.
+        std::vector<float> aOut[4];
+        for (int road = 0; road < 4; ++road) {
+            TestHost host;
+            Instance fx(host, e);
+            if (road == 1 || road == 2) {
+                const std::vector<uint32_t>& block = road == 1 ? defaults : values;
+                EXPECT_EQ(fx.pParams->SetParamsBlock(block.data(), e.pMeta->uBlockBytes), QW_Success) << sName;
+            }
+            for (uint32_t i = 0; road == 3 && i < e.pMeta->uParamCount; ++i)
+                fx.pParams->SetParam(e.pMeta->pParams[i].uId, &values[Item(e.pMeta->pParams[i].uId)], 4);
+            ASSERT_EQ(fx.Init(), QW_Success) << sName << " road " << road;
+            for (int b = 0; b < 4; ++b) {
+                fx.data = noise;
+                fx.Execute(BLOCK);
+                aOut[road].insert(aOut[road].end(), fx.data.begin(), fx.data.end());
+            }
+            EXPECT_EQ(host.asserts.Total(), 0u) << sName << " road " << road;
+        }
+        EXPECT_EQ(aOut[1], aOut[0]) << sName;
+        EXPECT_EQ(aOut[3], aOut[2]) << sName;
+        EXPECT_NE(aOut[2], aOut[0]) << sName;
     }
 }
 

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 #include <cmath>
-#include <cstring>
 #include <vector>
 #include "skrel_console/box_modeler/qwent/audioenginefx/kvskrelboxmodelerfx.h"
 #include "skrel_console/effectrig.h"
@@ -58,33 +57,6 @@ TEST(KvSkrelBoxModelerFX, MediaMissingOrEmptyGives79)
     Rig empty(host, 2, 512, QW_MASK_STEREO, {});
     EmptyMediaContext context;
     EXPECT_EQ(empty.pFx->Init(&host.allocator, &context, empty.pParams, empty.format), QW_MediaMissing);
-}
-
-TEST(KvSkrelBoxModelerFX, ParameterBlockDefaultsAndDirtyGroups)
-{
-    TestHost host;
-    Rig rig(host, 1, 256, QW_MASK_MONO, {});
-    Params& p = *rig.pParams;
-    EXPECT_EQ(std::vector<float>({p.m_fWetLevel, p.m_fTrimLevel, p.m_fLengthFraction}),
-              std::vector<float>({100.0f, 10.0f, 1.0f}));
-    // Item n at byte 4n: u32 model 3, u32 mode 2, then -1.5, 2.5, 40, 7, 0.25.
-    uint8_t aBlock[28];
-    const uint32_t aInts[2] = {3, 2};
-    const float aFloats[5] = {-1.5f, 2.5f, 40.0f, 7.0f, 0.25f};
-    std::memcpy(aBlock, aInts, 8);
-    std::memcpy(aBlock + 8, aFloats, 20);
-    EXPECT_EQ(p.SetParamsBlock(aBlock, 28), QW_Success);
-    EXPECT_EQ(p.m_uModel, 3u);
-    EXPECT_EQ(p.m_uMode, 2u);
-    EXPECT_EQ(std::vector<float>({p.m_fInputGain, p.m_fOutputGain, p.m_fWetLevel, p.m_fTrimLevel, p.m_fLengthFraction}),
-              std::vector<float>(aFloats, aFloats + 5));
-    // Ids 0-1 mark the integers, 2-6 the floats.
-    p.m_bFloatsDirty = p.m_bIntsDirty = 0;
-    rig.Set(6, 9.0f);
-    EXPECT_TRUE(p.m_bFloatsDirty && !p.m_bIntsDirty);
-    rig.Set(1, 1u);
-    EXPECT_EQ(p.m_uMode, 1u);
-    EXPECT_TRUE(p.m_bIntsDirty);
 }
 
 TEST(KvSkrelBoxModelerFX, ConvolvesWithModelAndGainsWithoutRing)

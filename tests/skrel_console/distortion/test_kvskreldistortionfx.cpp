@@ -2,7 +2,6 @@
 // short blocks and the digital state.
 #include <gtest/gtest.h>
 #include <cmath>
-#include <cstring>
 #include <vector>
 #include "skrel_console/distortion/qwent/audioenginefx/kvskreldistortionfx.h"
 #include "skrel_console/effectrig.h"
@@ -80,41 +79,6 @@ TEST(KvSkrelDistortionFX, ShortBlockAdvancesDigitalStateOverTheWholeBlock)
     EXPECT_EQ(fx.pFx->Reset(), QW_Success);
     EXPECT_EQ(fx.Impl().Dsp(0).Slot(3, 0).m_fAverageSum, fSum);
     EXPECT_EQ(fx.Impl().Dsp(0).Slot(3, 0).m_uBufferSamples, 4u);
-}
-
-TEST(KvSkrelDistortionFX, ParameterBlockIdsAndDefaults)
-{
-    TestHost host;
-    Rig fx(host, 1, 64);
-    KvSkrelDistortionFXParams& p = *fx.pParams;
-    const KvSkrelDistortionFXParams::Slot& s = p.m_aSlots[1];
-    EXPECT_EQ(std::vector<float>({s.fInputGainDb, s.fDrive, s.fCharacter, s.fMix, s.fOutputGainDb}),
-              std::vector<float>({0.0f, 5.0f, 0.5f, 100.0f, 0.0f}));
-    EXPECT_EQ(s.uAlgorithm, 0u);
-    uint8_t block[48];
-    const float aSlot0[5] = {1.5f, 2.5f, 0.75f, 40.0f, -3.0f};
-    const float aSlot1[5] = {-1.0f, 9.0f, 0.1f, 60.0f, 2.0f};
-    const uint32_t uAlg0 = 9, uAlg1 = 47;
-    std::memcpy(block, aSlot0, 20);
-    std::memcpy(block + 20, &uAlg0, 4);
-    std::memcpy(block + 24, aSlot1, 20);
-    std::memcpy(block + 44, &uAlg1, 4);
-    EXPECT_EQ(p.SetParamsBlock(block, 48), QW_Success);
-    ASSERT_EQ(fx.Init(), QW_Success);
-    fx.Execute(64);
-    EXPECT_EQ(fx.Impl().GetAlgorithm(0), 9u);
-    EXPECT_EQ(fx.Impl().GetAlgorithm(1), 47u);
-    EXPECT_EQ(fx.Impl().GetParameter(4, 1), 2.0f);
-    EXPECT_EQ(fx.Impl().GetParameter(2, 0), 0.75f);
-    EXPECT_EQ(fx.Impl().GetParameter(3, 1), 60.0f);
-    // Gains and algorithms mark their own groups; the bits are stored raw.
-    p.m_bGainsChanged = p.m_bAlgorithmsChanged = 0;
-    fx.Set(7, 3.0f);
-    EXPECT_EQ(p.m_aSlots[1].fDrive, 3.0f);
-    EXPECT_TRUE(p.m_bGainsChanged && !p.m_bAlgorithmsChanged);
-    fx.Set(11, 0x12345678u);
-    EXPECT_EQ(p.m_aSlots[1].uAlgorithm, 0x12345678u);
-    EXPECT_TRUE(p.m_bAlgorithmsChanged);
 }
 
 TEST(KvSkrelDistortionFX, PendingAllocatorFailureKeepsTheFlagsForTheNextBlock)

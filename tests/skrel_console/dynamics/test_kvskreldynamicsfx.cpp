@@ -23,45 +23,7 @@ struct Rig : EffectRig<KvSkrelDynamicsFX, Params>
     const DynamicsStage& Stage(uint32_t c) { return Impl().GetDsp(c).GetStage(SkrelDynamicsImpl::EFFECT_STAGE); }
 };
 
-// The nine float values of a parameter object, in id order 1 to 9.
-std::vector<float> Floats(const Params& p)
-{
-    return {p.m_fCompThreshold, p.m_fCompRatio, p.m_fCompAttack, p.m_fCompRelease, p.m_fExpThreshold,
-            p.m_fExpRatio,      p.m_fExpAttack, p.m_fExpRelease, p.m_fOutputGain};
-}
-
 } // namespace
-
-TEST(KvSkrelDynamicsFXParams, BlockDefaultsAndSingleValues)
-{
-    TestHost host;
-    Rig rig(host, 1, 64);
-    Params& p = *rig.pParams;
-    EXPECT_EQ(Floats(p), std::vector<float>({0.0f, 1.0f, 10.0f, 200.0f, 0.0f, 1.0f, 10.0f, 200.0f, 0.0f}));
-    EXPECT_EQ(p.m_uBypass, 0u);
-
-    // 40 bytes, value n at offset 4n, little-endian.
-    const std::vector<float> values = {-18.0f, 3.0f, 1.5f, 120.0f, -50.0f, 2.0f, 4.0f, 80.0f, 6.0f};
-    std::vector<uint8_t> block(40);
-    for (uint32_t n = 0; n < 10; ++n) {
-        uint32_t u = 0x00010000u; // bypass: any non-zero value
-        if (n > 0)
-            std::memcpy(&u, &values[n - 1], 4);
-        for (uint32_t i = 0; i < 4; ++i)
-            block[4 * n + i] = static_cast<uint8_t>(u >> (8 * i));
-    }
-    p.m_bParamsDirty = p.m_bAlgorithmDirty = 0;
-    EXPECT_EQ(p.SetParamsBlock(block.data(), 40), QW_Success);
-    EXPECT_EQ(p.m_uBypass, 0x00010000u);
-    EXPECT_EQ(Floats(p), values);
-    EXPECT_TRUE(p.m_bParamsDirty && p.m_bAlgorithmDirty);
-
-    p.m_bParamsDirty = p.m_bAlgorithmDirty = 0;
-    const uint32_t uNaN = 0x7FC00001u; // the payload survives: bits are copied, not converted
-    EXPECT_EQ(p.SetParam(Params::ID_OUTPUT_GAIN, &uNaN, 0), QW_Success); // the size is not looked at
-    EXPECT_EQ(std::memcmp(&p.m_fOutputGain, &uNaN, 4), 0);
-    EXPECT_TRUE(p.m_bParamsDirty && !p.m_bAlgorithmDirty);
-}
 
 TEST(KvSkrelDynamicsFX, PluginInfoAndTimeSkipAdvancesNothing)
 {
