@@ -1,43 +1,9 @@
 #include <gtest/gtest.h>
 #include <cmath>
-#include <cstring>
-#include <random>
 #include <vector>
 #include "skrel_console/box_modeler/src/interface/skrelboxmodelerimpl.h"
 #include "support/testboxmodel.h"
 #include "support/testhost.h"
-
-namespace {
-
-// The offset that the n-th sample of a counter run gets: + for counter values 0-127, - for 128-255.
-float Offset(uint32_t in_uCount) { return (in_uCount % 256) < 128 ? 1e-10f : -1e-10f; }
-
-} // namespace
-
-TEST(SkrelBoxModelerImpl, OffsetsAlternateAcrossChannelsAndBlocks)
-{
-    // Silence through a unit tap: what comes out is only the two offsets, the input one through
-    // the convolution and the output one added after. The counters run on from channel to
-    // channel and from block to block, so with 64-frame blocks and two channels the counter of
-    // block k, channel c, sample i is (2k + c) x 64 + i.
-    TestHost host;
-    const std::vector<uint8_t> blob = MakeBoxModelBlob(0.0f, {1.0f});
-    SkrelBoxModelerImpl impl(48000.0f, 2, 64, "", false);
-    ASSERT_TRUE(impl.SetMedia(uint32_t(blob.size()), blob.data()));
-    ASSERT_TRUE(impl.SetIntParam(SkrelBoxModelerImpl::INT_MODEL, 0));
-    for (uint32_t k = 0; k < 5; ++k) {
-        std::vector<float> a(64, 0.0f), b(64, 0.0f);
-        float* ap[2] = {a.data(), b.data()};
-        impl.Process(64, ap);
-        for (uint32_t c = 0; c < 2; ++c)
-            for (uint32_t i = 0; i < 64; ++i) {
-                const float fExpected = 2.0f * Offset((2 * k + c) * 64 + i);
-                ASSERT_NEAR(ap[c][i], fExpected, 1e-16) << k << " " << c << " " << i;
-            }
-    }
-    EXPECT_EQ(impl.GetTailFrames(), 1u);
-    EXPECT_EQ(host.asserts.Total(), 0u);
-}
 
 TEST(SkrelBoxModelerImpl, InputGainActsOnWetAndDry)
 {
