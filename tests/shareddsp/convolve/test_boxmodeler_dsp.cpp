@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 #include <cmath>
 #include <cstring>
-#include <random>
 #include <vector>
 #include "shareddsp/convolve/boxmodeler_dsp.h"
+#include "support/dspreference.h"
 #include "support/testboxmodel.h"
 #include "support/testhost.h"
 
@@ -11,14 +11,10 @@ namespace {
 
 double DbToLinear(double in_fDb) { return std::pow(10.0, in_fDb / 20.0); }
 
-// Direct convolution in double: y[n] = sum_k h[k] x[n - k], as long as x.
+// Direct convolution in double with the first in_uTaps taps of h.
 std::vector<double> Convolve(const std::vector<float>& x, const std::vector<float>& h, size_t in_uTaps)
 {
-    std::vector<double> y(x.size(), 0.0);
-    for (size_t n = 0; n < x.size(); ++n)
-        for (size_t k = 0; k < in_uTaps && k <= n; ++k)
-            y[n] += double(h[k]) * x[n - k];
-    return y;
+    return RefConvolution(x, std::vector<float>(h.begin(), h.begin() + in_uTaps));
 }
 
 // Streams channels through the engine block by block; returns the output per channel.
@@ -155,7 +151,7 @@ TEST(BoxModelerDsp, OneTapAndEmptyBlobs)
     }
 }
 
-TEST(BoxModelerDsp, ParametersReadBackAndRepeatedValuesDoNoWork)
+TEST(BoxModelerDsp, RepeatedValuesDoNoWork)
 {
     TestHost host;
     const std::vector<float> h = TestNoise(200, 8); // four partitions: a reload would disturb the line
@@ -168,12 +164,6 @@ TEST(BoxModelerDsp, ParametersReadBackAndRepeatedValuesDoNoWork)
         p->SetParam(BoxModelerDsp::PARAM_TRIM_LEVEL, 9.0f);
         p->SetParam(BoxModelerDsp::PARAM_LENGTH_FRACTION, 0.9f);
     }
-    EXPECT_EQ(a.GetParam(0), 0.0f);
-    EXPECT_EQ(a.GetParam(1), 0.0f);
-    EXPECT_EQ(a.GetParam(2), 100.0f);
-    EXPECT_EQ(a.GetParam(3), 9.0f);
-    EXPECT_EQ(a.GetParam(4), 0.9f);
-    EXPECT_EQ(a.GetParam(5), -401.0f);
     const std::vector<float> x = TestNoise(1024, 9);
     std::vector<float> ya(x), yb(x);
     for (size_t uPos = 0; uPos < x.size(); uPos += B) {

@@ -305,19 +305,6 @@ TEST(DistortionAlgorithms, BitAliasingRestartsItsAverage)
     EXPECT_NEAR(more[1], 2.0 / 8, 1e-6);
 }
 
-TEST(DistortionAlgorithms, BitWrenchReportsOversizedCalls)
-{
-    TestHost host;
-    SlotSetting s;
-    s.uAlgorithm = 34;
-    std::vector<float> big(KvSkrel::MAX_BUFFER_SIZE + 1, 0.1f);
-    RunSlot(s, big);
-    EXPECT_EQ(host.asserts.Count("uSamples <= MAX_BUFFER_SIZE"), 1u);
-    big.resize(KvSkrel::MAX_BUFFER_SIZE);
-    RunSlot(s, big);
-    EXPECT_EQ(host.asserts.Count("uSamples <= MAX_BUFFER_SIZE"), 1u);
-}
-
 TEST(DistortionAlgorithms, DenormalGuardIsA256SampleSquareWave)
 {
     TestHost host;
