@@ -55,26 +55,6 @@ TEST(KvSkrelDelayFX, FirstBlockPushesEveryValueModeAfterFloats)
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
-TEST(KvSkrelDelayFX, ShortBlockAdvancesTheWholeBlock)
-{
-    TestHost host;
-    // 40 ms at 32 kHz: 1280 + 1 = 20 blocks of 64 and one sample.
-    Rig rig(host, 1, 64, 0, 32000);
-    Load(rig, CLEAN_WET);
-    ASSERT_EQ(rig.Init(), QW_Success);
-    rig.Execute(64);
-    rig.pFx->Reset(); // the engines take the 40 ms at once instead of gliding down from 200
-    for (int b = 0; b <= 20; ++b) {
-        std::fill(rig.data.begin(), rig.data.end(), 0.0f);
-        rig.data[0] = b == 0 ? 1.0f : 0.0f;
-        rig.Execute(10);
-        for (uint32_t i = 0; i < 10 && b < 20; ++i)
-            ASSERT_LT(std::fabs(rig.data[i]), 1e-3f) << b;
-    }
-    EXPECT_LT(std::fabs(rig.data[0]), 1e-3f);
-    EXPECT_GT(rig.data[1], 0.9f);
-}
-
 // The tail the engine reports, then the blocks the host gets after the input ends: the last
 // input block has 100 valid frames, so 156 tail frames ride in it and ceil((tail - 156) / 256)
 // more blocks follow.

@@ -81,7 +81,7 @@ TEST(KvSkrelDynamicsFX, ParametersReachEveryChannelAndChannelsStayIndependent)
     }
 }
 
-TEST(KvSkrelDynamicsFX, BypassResetAndShortBlocks)
+TEST(KvSkrelDynamicsFX, BypassResetAndOversizedBlocks)
 {
     TestHost host;
     Rig rig(host, 2, 64);
@@ -104,17 +104,6 @@ TEST(KvSkrelDynamicsFX, BypassResetAndShortBlocks)
     EXPECT_EQ(rig.Stage(0).m_fCompGain, 1.0f);
     EXPECT_EQ(rig.Stage(0).m_uOutputGuardCount, 0u);
     EXPECT_EQ(rig.Stage(0).m_fCompThresholdDb, -20.0f); // parameters survive
-
-    // A short block: the engine runs over the whole block. 64 + 64 samples use up the positive
-    // guard, so the third block starts negative; had the short block advanced by 40 only, it
-    // would not.
-    rig.Run(40, 0.0f, 7.0f);
-    for (uint32_t i = 0; i < 40; ++i)
-        ASSERT_EQ(rig.Channel(0)[i], 2e-10f) << i;
-    EXPECT_EQ(rig.Stage(0).m_uInputGuardCount, 64u);
-    rig.Run(64, 0.0f, 0.0f);
-    rig.Run(64, 0.0f, 0.0f);
-    EXPECT_EQ(rig.Channel(0)[0], -2e-10f);
 
     // More valid frames than the block the effect was built for: reported, nothing processed.
     std::vector<float> big(2 * 128, 0.5f);
