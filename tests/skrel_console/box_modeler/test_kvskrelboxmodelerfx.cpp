@@ -61,20 +61,23 @@ TEST(KvSkrelBoxModelerFX, MediaMissingOrEmptyGives79)
 
 TEST(KvSkrelBoxModelerFX, ConvolvesWithModelAndGainsWithoutRing)
 {
-    // H = 256: no ring, no latency; y = 10^((-2 + 4) / 20) x (x * h) at wet 100.
+    // H = 256: no ring, no latency. Input, model and output gains act on both paths:
+    // y = 10^((6 - 2 + 4) / 20) (0.4 (x * h) + 0.6 x) at wet 40.
     TestHost host;
     const std::vector<float> h = TestNoise(300, 1);
     Rig rig(host, 1, 256, QW_MASK_MONO, MakeBoxModelBlob(-2.0f, h));
     ASSERT_EQ(rig.Init(), QW_Success);
     EXPECT_EQ(rig.pFx->LatencyFrames(), 0u);
+    rig.Set(Params::ID_INPUT_GAIN, 6.0f);
     rig.Set(Params::ID_OUTPUT_GAIN, 4.0f);
+    rig.Set(Params::ID_WET, 40.0f);
     const std::vector<float> x = TestNoise(2048, 2);
     const std::vector<float> y = rig.RunMono(x);
     ASSERT_EQ(y.size(), x.size());
     const std::vector<double> ref = RefConvolution(x, h);
-    const double g = std::pow(10.0, 2.0 / 20.0);
+    const double g = std::pow(10.0, 8.0 / 20.0);
     for (size_t n = 0; n < x.size(); ++n)
-        ASSERT_NEAR(y[n], g * ref[n], 3e-5) << n; // float FFT over 300 taps of unit-range noise
+        ASSERT_NEAR(y[n], g * (0.4 * ref[n] + 0.6 * x[n]), 3e-5) << n; // float FFT over 300 taps of unit-range noise
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
