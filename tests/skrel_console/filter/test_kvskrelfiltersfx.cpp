@@ -5,6 +5,7 @@
 #include "skrel_console/effectrig.h"
 #include "skrel_console/filter/qwent/audioenginefx/kvskrelfiltersfx.h"
 #include "support/dspreference.h"
+#include "support/firstorderresponse.h"
 
 namespace {
 
@@ -42,9 +43,7 @@ TEST(KvSkrelFiltersFX, DefaultsAreHighPassFlatPeakAndLowPass)
     fx.data[0] = 1.0f;
     fx.Execute(4096);
     for (double f : {20.0, 40.0, 100.0, 1000.0, 10000.0, 15000.0, 20000.0}) {
-        std::complex<double> h = 0.0;
-        for (size_t n = 0; n < fx.data.size(); ++n)
-            h += static_cast<double>(fx.data[n]) * std::polar(1.0, -2.0 * M_PI * f * n / 48000.0);
+        const std::complex<double> h = DftAt(fx.data, f, 48000.0);
         const long double expected =
             std::abs(Biquad(true, 40.0L, 0.5L, f, 48000.0L) * Biquad(false, 15000.0L, 0.5L, f, 48000.0L));
         // The 40 Hz high-pass has decayed to below 1e-4 within the 4096 samples.
