@@ -98,23 +98,6 @@ TEST(KvSkrelFiltersFX, TypeAboveThirtySixFailsInitAndIsDroppedInExecute)
     EXPECT_FALSE(fx.pParams->m_bIntsDirty);
 }
 
-// A type change that runs out of memory: the block is left as it was and the flag stays.
-TEST(KvSkrelFiltersFX, TypeChangeOutOfMemoryKeepsTheBlockAndTheFlag)
-{
-    TestHost host;
-    Rig fx(host, 2, MAX_FRAMES);
-    ASSERT_EQ(fx.Init(), QW_Success);
-    fx.Execute(MAX_FRAMES);
-    fx.Set(24, 14u);
-    host.allocator.FailFrom(1);
-    const std::vector<float> input = RefNoise(2 * MAX_FRAMES, 19, 0.5f);
-    fx.data = input;
-    fx.Execute(MAX_FRAMES);
-    EXPECT_EQ(fx.data, input);
-    EXPECT_TRUE(fx.pParams->m_bIntsDirty);
-    host.allocator.FailAt(0);
-}
-
 TEST(KvSkrelFiltersFX, TooLongABlockPassesUnfilteredAndNoChannelsIsNotRefused)
 {
     TestHost host;
