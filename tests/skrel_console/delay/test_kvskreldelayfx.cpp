@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <vector>
@@ -55,9 +54,7 @@ TEST(KvSkrelDelayFX, FirstBlockPushesEveryValueModeAfterFloats)
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
-// The tail the engine reports, then the blocks the host gets after the input ends: the last
-// input block has 100 valid frames, so 156 tail frames ride in it and ceil((tail - 156) / 256)
-// more blocks follow.
+// The tail the engine reports (the blocks the host gets from it are the tool's delay-tail test's).
 TEST(KvSkrelDelayFX, TailFollowsFeedbackAndRequestedDelay)
 {
     TestHost host;
@@ -82,16 +79,5 @@ TEST(KvSkrelDelayFX, TailFollowsFeedbackAndRequestedDelay)
         rig.Execute(256); // the tail reads the engine, so push the values first
         const double fTail = rig.Impl().GetTailFrames();
         EXPECT_NEAR(fTail, c.uExpected, 1e-6 * c.uExpected + 1.0) << c.fFeedback << " % " << c.fDelay << " ms";
-        if (c.uExpected > 200000u)
-            continue;
-        rig.Execute(100, QW_InputEnded);
-        EXPECT_EQ(rig.buffer.uValidFrames, 256u);
-        uint32_t uBlocks = 0;
-        while (rig.buffer.eState == QW_DataReady && uBlocks < 1000) {
-            rig.Execute(0, QW_InputEnded);
-            ++uBlocks;
-        }
-        EXPECT_EQ(uBlocks, (std::max(c.uExpected, 156u) - 156u + 255u) / 256u) << c.fFeedback << " % " << c.fDelay << " ms";
-        EXPECT_EQ(rig.buffer.eState, static_cast<uint32_t>(QW_InputEnded));
     }
 }
