@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 #include "qwfx/lib/qweffectmeta.h"
 #include "qwfx/lib/qwparamvalue.h"
@@ -216,10 +217,11 @@ TEST(EffectFrames, ExecuteAllocatesNothingAndWritesOnlyTheValidFrames)
     }
 }
 
-// A block with fewer channels than the effect was built for (the reverb and the box modeler
-// map the layout they are handed instead), and a block that arrives with a parameter change
-// while an allocation failure is pending (the reverb's changes need no memory, so it does not
-// wait): reported or skipped, and the audio left as it was.
+// What the effect says of itself after a good Init. A block with fewer channels than the
+// effect was built for (the reverb and the box modeler map the layout they are handed instead),
+// and a block that arrives with a parameter change while an allocation failure is pending (the
+// reverb's changes need no memory, so it does not wait): reported or skipped, and the audio
+// left as it was.
 TEST(EffectFrames, MisfitBlocksAreLeftAlone)
 {
     for (const Effect& e : AllEffects()) {
@@ -227,6 +229,11 @@ TEST(EffectFrames, MisfitBlocksAreLeftAlone)
         TestHost host;
         Instance fx(host, e);
         ASSERT_EQ(fx.Init(), QW_Success) << sName;
+        QwPluginInfo info = {0, 0, false};
+        EXPECT_EQ(fx.pFx->GetPluginInfo(nullptr, info), QW_Success) << sName;
+        // The effects that read media (reverb, box modeler) raise the probe flag.
+        EXPECT_EQ(std::make_tuple(info.eType, info.uBuildVersion, info.bIsInPlace, fx.pFx->ProbeFlag()),
+                  std::make_tuple(3u, 0x7E501u, true, e.pMeta->pfnMakeMedia != nullptr)) << sName;
         const std::vector<float> noise = RefNoise(2 * BLOCK, 4, 0.5f);
         fx.data = noise;
         if (e.pMeta->uPluginId != 2 && e.pMeta->uPluginId != 7) {

@@ -25,28 +25,6 @@ struct Rig : EffectRig<KvSkrelDynamicsFX, Params>
 
 } // namespace
 
-TEST(KvSkrelDynamicsFX, PluginInfoAndTimeSkipAdvancesNothing)
-{
-    TestHost host;
-    Rig rig(host, 1, 64);
-    ASSERT_EQ(rig.Init(), QW_Success);
-    QwPluginInfo info = {0, 0, false};
-    EXPECT_EQ(rig.pFx->GetPluginInfo(nullptr, info), QW_Success);
-    EXPECT_EQ(info.eType, 3u);
-    EXPECT_EQ(info.uBuildVersion, 0x7E501u);
-    EXPECT_TRUE(info.bIsInPlace);
-    EXPECT_FALSE(rig.pFx->ProbeFlag());
-    // After 64 processed and 1000 skipped frames the guard (positive for the first 128
-    // samples) is still positive.
-    rig.Run(64, 0.0f);
-    EXPECT_EQ(rig.pFx->TimeSkip(1000), QW_DataReady);
-    rig.Run(64, 0.0f);
-    EXPECT_EQ(rig.Channel(0)[63], 2e-10f);
-    rig.Run(64, 0.0f);
-    EXPECT_EQ(rig.Channel(0)[0], -2e-10f);
-    EXPECT_EQ(host.asserts.Total(), 0u);
-}
-
 // Values sent after Init reach the engines; a loud left channel leaves the right alone.
 TEST(KvSkrelDynamicsFX, ChannelsStayIndependent)
 {

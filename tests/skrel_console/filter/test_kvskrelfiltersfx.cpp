@@ -52,23 +52,6 @@ TEST(KvSkrelFiltersFX, DefaultsAreHighPassFlatPeakAndLowPass)
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
-TEST(KvSkrelFiltersFX, AllModesOffLeaveAudioBitIdentical)
-{
-    TestHost host;
-    Rig fx(host, 2, MAX_FRAMES, QW_MASK_STEREO);
-    ASSERT_EQ(fx.Init(), QW_Success);
-    fx.Set(5, 2u);
-    fx.Set(17, 2u);
-    fx.Set(29, 2u);
-    fx.Set(12, 22u); // a type change too, to run through a rebuild
-    const std::vector<float> input = RefNoise(2 * MAX_FRAMES, 17);
-    for (uint16_t uValid : {MAX_FRAMES, uint16_t(100)}) {
-        fx.data = input;
-        fx.Execute(uValid);
-        EXPECT_EQ(fx.data, input);
-    }
-}
-
 TEST(KvSkrelFiltersFX, EmptyBlockStillAdvancesTheLfo)
 {
     TestHost host;
