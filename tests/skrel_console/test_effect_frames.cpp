@@ -1,8 +1,12 @@
 // What every effect owes its host, checked once for all seven through their registration records
-// and the tool's parameter tables: the block and id frame, Init under allocation failure, and an
-// Execute that allocates nothing, writes only the valid frames and leaves misfit blocks alone.
+// and the tool's parameter tables: the block and id frame and the start values, and an Execute
+// that allocates nothing, writes only the valid frames, pads short blocks and leaves misfit
+// blocks alone. (Init under allocation failure is the module sweep's.)
 #include <gtest/gtest.h>
+#include <cmath>
+#include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 #include "qwfx/lib/qweffectmeta.h"
 #include "qwfx/lib/qwparamvalue.h"
@@ -84,59 +88,87 @@ struct Instance
 
 } // namespace
 
-TEST(EffectFrames, ParameterBlockSizeAndIds)
+// Item n of the packed block at byte 4n is parameter id n (the reverb's carries its order, id
+// 14, after the six model values), and the values an effect starts from are the tool's table
+// defaults: the same audio whichever road the values take. The chosen values lie inside each
+// range, the integers but the bypass off their defaults.
+TEST(EffectFrames, BlockItemsAreTheIdsAndStartValuesAreTheTableDefaults)
 {
     for (const Effect& e : AllEffects()) {
         const std::string sName = e.pMeta->pszShortName;
-        TestHost host;
-        QwPluginParam* p = e.pRecord->pCreateParams(&host.allocator);
-        ASSERT_NE(p, nullptr) << sName;
-        const std::vector<uint8_t> block(e.pMeta->uBlockBytes + 4, 0);
-        EXPECT_EQ(p->Init(&host.allocator, block.data(), e.pMeta->uBlockBytes), QW_Success) << sName;
-        EXPECT_EQ(host.asserts.Total(), 0u) << sName;
-        // Any other size is read all the same and reported once.
-        EXPECT_EQ(p->SetParamsBlock(block.data(), e.pMeta->uBlockBytes - 4), QW_Success) << sName;
-        EXPECT_EQ(p->SetParamsBlock(block.data(), e.pMeta->uBlockBytes + 4), QW_Success) << sName;
-        EXPECT_EQ(host.asserts.Count("in_ulBlockSize == 0 || eResult != QW_Success"), 2u) << sName;
-        const uint32_t uValue = 0;
-        uint16_t uLastId = 0;
+        const bool bReverb = e.pMeta->uPluginId == 2;
+        auto Item = [bReverb](uint16_t id) { return !bReverb || id < 6 ? id : (id == 14 ? 6 : id + 1); };
+        std::vector<uint32_t> defaults(e.pMeta->uBlockBytes / 4, 0xFFFFFFFFu), values = defaults;
         for (uint32_t i = 0; i < e.pMeta->uParamCount; ++i) {
-            const uint16_t uId = e.pMeta->pParams[i].uId;
-            EXPECT_EQ(p->SetParam(uId, &uValue, 4), QW_Success) << sName << " id " << uId;
-            uLastId = std::max(uLastId, uId);
+            const QwParamMeta& param = e.pMeta->pParams[i];
+            const uint32_t n = Item(param.uId);
+            ASSERT_LT(n, defaults.size()) << sName;
+            const double fSpan = param.fMax - param.fMin;
+            if (param.eType == QwParamType::F32) {
+                const float fDefault = static_cast<float>(param.fDefault);
+                const float fValue = static_cast<float>(param.fMin + fSpan * (0.2 + 0.6 * std::fmod(0.618 * i, 1.0)));
+                std::memcpy(&defaults[n], &fDefault, 4);
+                std::memcpy(&values[n], &fValue, 4);
+            } else {
+                defaults[n] = static_cast<uint32_t>(param.fDefault);
+                const uint32_t uRange = static_cast<uint32_t>(fSpan) + 1;
+                values[n] = std::string(param.pszName) == "bypass"
+                                ? defaults[n]
+                                : static_cast<uint32_t>(param.fMin) + (defaults[n] + 1 + i) % uRange;
+            }
         }
-        EXPECT_EQ(p->SetParam(uLastId + 1, &uValue, 4), QW_UnknownParam) << sName;
-        EXPECT_EQ(p->SetParam(0xFFFF, &uValue, 4), QW_UnknownParam) << sName;
-        QwPluginParam* pCopy = p->Clone(&host.allocator);
-        ASSERT_NE(pCopy, nullptr) << sName;
-        pCopy->Term(&host.allocator);
-        p->Term(&host.allocator);
-        EXPECT_TRUE(host.allocator.Balanced()) << sName;
-    }
-}
-
-TEST(EffectFrames, InitFailsCleanlyAtEveryAllocation)
-{
-    for (const Effect& e : AllEffects()) {
-        const std::string sName = e.pMeta->pszShortName;
-        uint64_t uNeeded = 0;
-        {
-            TestHost host;
-            Instance fx(host, e);
-            const uint64_t uBefore = host.allocator.AllocCalls();
-            ASSERT_EQ(fx.Init(), QW_Success) << sName;
-            uNeeded = host.allocator.AllocCalls() - uBefore;
-        }
-        EXPECT_GE(uNeeded, 3u) << sName; // the implementation, its per-channel engines, their buffers
-        for (uint64_t k = 1; k <= uNeeded; ++k) {
+        for (uint32_t u : defaults)
+            ASSERT_NE(u, 0xFFFFFFFFu) << sName << ": a block item without an id";
+        const std::vector<float> noise = RefNoise(2 * BLOCK, 5, 0.5f);
+        // 0: as created; 1: the defaults' block; 2: the values' block; 3: the values one id at a time.
+        // 0: as created; 1: the defaults' block, sent with a size 4 short and 4 over first (read
+        // all the same, reported once each); 2: a clone of the values' block; 3: the values one id
+        // at a time, and two unknown ids.
+        std::vector<float> aOut[4];
+        for (int road = 0; road < 4; ++road) {
             TestHost host;
             {
                 Instance fx(host, e);
-                host.allocator.FailAt(k);
-                EXPECT_EQ(fx.Init(), QW_OutOfMemory) << sName << " failing allocation " << k;
+                for (uint32_t uBytes : {e.pMeta->uBlockBytes - 4, e.pMeta->uBlockBytes + 4, e.pMeta->uBlockBytes}) {
+                    if (road == 1 || (road == 2 && uBytes == e.pMeta->uBlockBytes)) {
+                        EXPECT_EQ(fx.pParams->SetParamsBlock((road == 1 ? defaults : values).data(), uBytes), QW_Success);
+                    }
+                }
+                if (road == 2) {
+                    QwPluginParam* pCopy = fx.pParams->Clone(&host.allocator);
+                    ASSERT_NE(pCopy, nullptr) << sName;
+                    fx.pParams->Term(&host.allocator);
+                    fx.pParams = pCopy;
+                }
+                uint16_t uLastId = 0;
+                for (uint32_t i = 0; road == 3 && i < e.pMeta->uParamCount; ++i) {
+                    const uint16_t uId = e.pMeta->pParams[i].uId;
+                    EXPECT_EQ(fx.pParams->SetParam(uId, &values[Item(uId)], 4), QW_Success) << sName << " id " << uId;
+                    uLastId = std::max(uLastId, uId);
+                }
+                for (uint16_t uId : {uint16_t(uLastId + 1), uint16_t(0xFFFF)}) {
+                    if (road == 3) {
+                        EXPECT_EQ(fx.pParams->SetParam(uId, &values[0], 4), QW_UnknownParam) << sName;
+                    }
+                }
+                ASSERT_EQ(fx.Init(), QW_Success) << sName << " road " << road;
+                for (int b = 0; b < 4; ++b) {
+                    fx.data = noise;
+                    fx.Execute(BLOCK);
+                    aOut[road].insert(aOut[road].end(), fx.data.begin(), fx.data.end());
+                }
             }
-            EXPECT_TRUE(host.allocator.Balanced()) << sName << " failing allocation " << k;
-            EXPECT_EQ(host.allocator.BadFrees(), 0u) << sName;
+            EXPECT_EQ(host.asserts.Count("in_ulBlockSize == 0 || eResult != QW_Success"), road == 1 ? 2u : 0u) << sName;
+            EXPECT_EQ(host.asserts.Total(), road == 1 ? 2u : 0u) << sName << " road " << road;
+            EXPECT_TRUE(host.allocator.Balanced()) << sName << " road " << road;
+        }
+        EXPECT_EQ(aOut[1], aOut[0]) << sName;
+        EXPECT_EQ(aOut[3], aOut[2]) << sName;
+        for (size_t c = 0; c < 2; ++c) { // the values reach both channels
+            bool bDiffers = false;
+            for (size_t n = 0; n < aOut[0].size(); ++n)
+                bDiffers |= (n / BLOCK) % 2 == c && aOut[2][n] != aOut[0][n];
+            EXPECT_TRUE(bDiffers) << sName << " channel " << c;
         }
     }
 }
@@ -185,10 +217,11 @@ TEST(EffectFrames, ExecuteAllocatesNothingAndWritesOnlyTheValidFrames)
     }
 }
 
-// A block with fewer channels than the effect was built for (the reverb and the box modeler
-// map the layout they are handed instead), and a block that arrives with a parameter change
-// while an allocation failure is pending (the reverb's changes need no memory, so it does not
-// wait): reported or skipped, and the audio left as it was.
+// What the effect says of itself after a good Init. A block with fewer channels than the
+// effect was built for (the reverb and the box modeler map the layout they are handed instead),
+// and a block that arrives with a parameter change while an allocation failure is pending (the
+// reverb's changes need no memory, so it does not wait): reported or skipped, and the audio
+// left as it was.
 TEST(EffectFrames, MisfitBlocksAreLeftAlone)
 {
     for (const Effect& e : AllEffects()) {
@@ -196,6 +229,11 @@ TEST(EffectFrames, MisfitBlocksAreLeftAlone)
         TestHost host;
         Instance fx(host, e);
         ASSERT_EQ(fx.Init(), QW_Success) << sName;
+        QwPluginInfo info = {0, 0, false};
+        EXPECT_EQ(fx.pFx->GetPluginInfo(nullptr, info), QW_Success) << sName;
+        // The effects that read media (reverb, box modeler) raise the probe flag.
+        EXPECT_EQ(std::make_tuple(info.eType, info.uBuildVersion, info.bIsInPlace, fx.pFx->ProbeFlag()),
+                  std::make_tuple(3u, 0x7E501u, true, e.pMeta->pfnMakeMedia != nullptr)) << sName;
         const std::vector<float> noise = RefNoise(2 * BLOCK, 4, 0.5f);
         fx.data = noise;
         if (e.pMeta->uPluginId != 2 && e.pMeta->uPluginId != 7) {

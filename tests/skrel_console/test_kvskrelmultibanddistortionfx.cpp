@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 #include <cmath>
-#include <cstring>
 #include <vector>
 #include "skrel_console/effectrig.h"
 #include "skrel_console/mbdistortion/qwent/audioenginefx/kvskrelmultibanddistortionfx.h"
@@ -53,28 +52,4 @@ TEST(KvSkrelMultibandDistortionFX, BandsSumToTheCrossoverResponse)
         EXPECT_NEAR(std::abs(DftAt(hSilenced, f, 48000.0) - expectedSilenced), 0.0, 2e-4) << f;
     }
     EXPECT_EQ(host.asserts.Total(), 0u);
-}
-
-TEST(KvSkrelMultibandDistortionFX, ParameterBlockOfSixGroupsAndTwoCutoffs)
-{
-    TestHost host;
-    Multiband fx(host, 2);
-    std::vector<uint8_t> block(152, 0);
-    for (uint32_t g = 0; g < 6; ++g) {
-        const float afGroup[5] = {1.0f * g, 2.0f, 0.25f, 50.0f, -1.0f * g};
-        std::memcpy(&block[24 * g], afGroup, 20);
-        const uint32_t uAlgorithm = 10 + g;
-        std::memcpy(&block[24 * g + 20], &uAlgorithm, 4);
-    }
-    const float afCutoffs[2] = {250.0f, 4000.0f};
-    std::memcpy(&block[144], afCutoffs, 8);
-    fx.pParams->Init(&host.allocator, block.data(), 152);
-    ASSERT_EQ(fx.Init(), QW_Success);
-    fx.Execute(512);
-    SkrelMultibandDistImpl& impl = fx.Impl();
-    EXPECT_EQ(impl.GetCutoff(0), 250.0f);
-    EXPECT_EQ(impl.GetCutoff(1), 4000.0f);
-    EXPECT_EQ(impl.GetAlgorithm(1, 2), 15u);     // group 5 = band 2, slot 1
-    EXPECT_EQ(impl.GetParameter(0, 0, 1), 2.0f); // group 2 = band 1, slot 0: input gain 2 dB
-    EXPECT_EQ(impl.GetParameter(4, 1, 0), -1.0f); // group 1 = band 0, slot 1: output gain -1 dB
 }

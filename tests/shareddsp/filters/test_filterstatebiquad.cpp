@@ -72,14 +72,6 @@ TEST(FilterStateBiquad, MatchesTheDesignedResponses)
         }
 }
 
-TEST(FilterStateBiquad, ShelfSlopeIsTheUnclampedLine)
-{
-    EXPECT_FLOAT_EQ(FilterStateBiquad::ShelfSlopeFromQ(1.0f), 0.1f);
-    EXPECT_FLOAT_EQ(FilterStateBiquad::ShelfSlopeFromQ(24.0f), 1.0f);
-    EXPECT_NEAR(FilterStateBiquad::ShelfSlopeFromQ(0.5f), 0.0804348f, 1e-6f);
-    EXPECT_NEAR(FilterStateBiquad::ShelfSlopeFromQ(0.2f), 0.0686957f, 1e-6f);
-}
-
 TEST(FilterStateBiquad, AboveHalfTheRateLowPassPassesAndHighPassIsSilent)
 {
     TestHost host;
@@ -93,19 +85,6 @@ TEST(FilterStateBiquad, AboveHalfTheRateLowPassPassesAndHighPassIsSilent)
     for (size_t n = 0; n < input.size(); ++n) {
         ASSERT_NEAR(a[n], input[n], 1e-9f) << n;
         ASSERT_NEAR(b[n], 0.0f, 1e-9f) << n;
-    }
-}
-
-TEST(FilterStateBiquad, ZeroDecibelPeakAndShelvesAreFlat)
-{
-    TestHost host;
-    for (uint32_t uType : {FILTER_BIQUAD_LOW_SHELF, FILTER_BIQUAD_HIGH_SHELF, FILTER_BIQUAD_PEAK}) {
-        Filter filter(uType, 2000.0f, 0.0f, 0.0f, 0.5f);
-        std::vector<float> s = RefNoise(1024, 4);
-        const std::vector<float> input = s;
-        RunBlocks(*filter, s);
-        for (size_t n = 0; n < s.size(); ++n)
-            ASSERT_NEAR(s[n], input[n], 1e-6f) << uType << " at " << n;
     }
 }
 

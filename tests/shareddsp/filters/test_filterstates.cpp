@@ -189,6 +189,8 @@ TEST(FilterStates, StableOverTheirRanges)
         // At the clamp (f = 0.5, F = 1.414) the driven loop is stable for small signals only: a
         // full-scale input drives the band state past what the cubic term can hold.
         {FILTER_SVF_DRIVEN_LOW, FILTER_SVF_DRIVEN_PEAK, {0, 0.5f, 0.9f}, {24000}, 0.01f, 48000, 100, 1e-6},
+        // Every vowel after each ladder tap.
+        {FILTER_FORMANT_LOW, FILTER_FORMANT_LAST, {0.5f}, {5000}, 1, 48000, 100, -1e-6},
     };
     for (const Family& family : aFamilies)
         for (uint32_t uType = family.uFirst; uType <= family.uLast; ++uType)

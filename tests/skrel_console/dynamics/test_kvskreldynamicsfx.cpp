@@ -23,87 +23,15 @@ struct Rig : EffectRig<KvSkrelDynamicsFX, Params>
     const DynamicsStage& Stage(uint32_t c) { return Impl().GetDsp(c).GetStage(SkrelDynamicsImpl::EFFECT_STAGE); }
 };
 
-// The nine float values of a parameter object, in id order 1 to 9.
-std::vector<float> Floats(const Params& p)
-{
-    return {p.m_fCompThreshold, p.m_fCompRatio, p.m_fCompAttack, p.m_fCompRelease, p.m_fExpThreshold,
-            p.m_fExpRatio,      p.m_fExpAttack, p.m_fExpRelease, p.m_fOutputGain};
-}
-
 } // namespace
 
-TEST(KvSkrelDynamicsFXParams, BlockDefaultsAndSingleValues)
-{
-    TestHost host;
-    Rig rig(host, 1, 64);
-    Params& p = *rig.pParams;
-    EXPECT_EQ(Floats(p), std::vector<float>({0.0f, 1.0f, 10.0f, 200.0f, 0.0f, 1.0f, 10.0f, 200.0f, 0.0f}));
-    EXPECT_EQ(p.m_uBypass, 0u);
-
-    // 40 bytes, value n at offset 4n, little-endian.
-    const std::vector<float> values = {-18.0f, 3.0f, 1.5f, 120.0f, -50.0f, 2.0f, 4.0f, 80.0f, 6.0f};
-    std::vector<uint8_t> block(40);
-    for (uint32_t n = 0; n < 10; ++n) {
-        uint32_t u = 0x00010000u; // bypass: any non-zero value
-        if (n > 0)
-            std::memcpy(&u, &values[n - 1], 4);
-        for (uint32_t i = 0; i < 4; ++i)
-            block[4 * n + i] = static_cast<uint8_t>(u >> (8 * i));
-    }
-    p.m_bParamsDirty = p.m_bAlgorithmDirty = 0;
-    EXPECT_EQ(p.SetParamsBlock(block.data(), 40), QW_Success);
-    EXPECT_EQ(p.m_uBypass, 0x00010000u);
-    EXPECT_EQ(Floats(p), values);
-    EXPECT_TRUE(p.m_bParamsDirty && p.m_bAlgorithmDirty);
-
-    p.m_bParamsDirty = p.m_bAlgorithmDirty = 0;
-    const uint32_t uNaN = 0x7FC00001u; // the payload survives: bits are copied, not converted
-    EXPECT_EQ(p.SetParam(Params::ID_OUTPUT_GAIN, &uNaN, 0), QW_Success); // the size is not looked at
-    EXPECT_EQ(std::memcmp(&p.m_fOutputGain, &uNaN, 4), 0);
-    EXPECT_TRUE(p.m_bParamsDirty && !p.m_bAlgorithmDirty);
-}
-
-TEST(KvSkrelDynamicsFX, PluginInfoAndTimeSkipAdvancesNothing)
-{
-    TestHost host;
-    Rig rig(host, 1, 64);
-    ASSERT_EQ(rig.Init(), QW_Success);
-    QwPluginInfo info = {0, 0, false};
-    EXPECT_EQ(rig.pFx->GetPluginInfo(nullptr, info), QW_Success);
-    EXPECT_EQ(info.eType, 3u);
-    EXPECT_EQ(info.uBuildVersion, 0x7E501u);
-    EXPECT_TRUE(info.bIsInPlace);
-    EXPECT_FALSE(rig.pFx->ProbeFlag());
-    // After 64 processed and 1000 skipped frames the guard (positive for the first 128
-    // samples) is still positive.
-    rig.Run(64, 0.0f);
-    EXPECT_EQ(rig.pFx->TimeSkip(1000), QW_DataReady);
-    rig.Run(64, 0.0f);
-    EXPECT_EQ(rig.Channel(0)[63], 2e-10f);
-    rig.Run(64, 0.0f);
-    EXPECT_EQ(rig.Channel(0)[0], -2e-10f);
-    EXPECT_EQ(host.asserts.Total(), 0u);
-}
-
-TEST(KvSkrelDynamicsFX, ParametersReachEveryChannelAndChannelsStayIndependent)
+// Values sent after Init reach the engines; a loud left channel leaves the right alone.
+TEST(KvSkrelDynamicsFX, ChannelsStayIndependent)
 {
     TestHost host;
     Rig rig(host, 2, 64);
     ASSERT_EQ(rig.Init(), QW_Success);
-    const std::vector<float> values = {-12.0f, 3.0f, 2.5f, 150.0f, -45.0f, 1.5f, 7.0f, 90.0f, -3.0f};
-    for (uint16_t id = 1; id <= 9; ++id)
-        rig.Set(id, values[id - 1]);
     rig.Run(64, 0.0f);
-    for (uint32_t c = 0; c < 2; ++c) {
-        const DynamicsStage& s = rig.Stage(c);
-        EXPECT_EQ(std::vector<float>({s.m_fCompThresholdDb, s.m_fCompRatio, s.m_fCompAttackMs, s.m_fCompReleaseMs,
-                                      s.m_fExpThresholdDb, s.m_fExpRatio, s.m_fExpAttackMs, s.m_fExpReleaseMs,
-                                      s.m_fOutputGainDb}),
-                  values);
-    }
-    EXPECT_FALSE(rig.pParams->m_bParamsDirty || rig.pParams->m_bAlgorithmDirty);
-
-    rig.pParams->Init(&host.allocator, nullptr, 0);
     rig.Set(Params::ID_COMP_THRESHOLD, -20.0f);
     rig.Set(Params::ID_COMP_RATIO, 4.0f);
     rig.Set(Params::ID_COMP_ATTACK, 0.0f);
@@ -119,7 +47,7 @@ TEST(KvSkrelDynamicsFX, ParametersReachEveryChannelAndChannelsStayIndependent)
     }
 }
 
-TEST(KvSkrelDynamicsFX, BypassResetAndShortBlocks)
+TEST(KvSkrelDynamicsFX, BypassResetAndOversizedBlocks)
 {
     TestHost host;
     Rig rig(host, 2, 64);
@@ -142,17 +70,6 @@ TEST(KvSkrelDynamicsFX, BypassResetAndShortBlocks)
     EXPECT_EQ(rig.Stage(0).m_fCompGain, 1.0f);
     EXPECT_EQ(rig.Stage(0).m_uOutputGuardCount, 0u);
     EXPECT_EQ(rig.Stage(0).m_fCompThresholdDb, -20.0f); // parameters survive
-
-    // A short block: the engine runs over the whole block. 64 + 64 samples use up the positive
-    // guard, so the third block starts negative; had the short block advanced by 40 only, it
-    // would not.
-    rig.Run(40, 0.0f, 7.0f);
-    for (uint32_t i = 0; i < 40; ++i)
-        ASSERT_EQ(rig.Channel(0)[i], 2e-10f) << i;
-    EXPECT_EQ(rig.Stage(0).m_uInputGuardCount, 64u);
-    rig.Run(64, 0.0f, 0.0f);
-    rig.Run(64, 0.0f, 0.0f);
-    EXPECT_EQ(rig.Channel(0)[0], -2e-10f);
 
     // More valid frames than the block the effect was built for: reported, nothing processed.
     std::vector<float> big(2 * 128, 0.5f);
