@@ -3,30 +3,12 @@
 #include <cfloat>
 #include <cmath>
 #include <vector>
+#include "ipp/iirreference.h"
 #include "kvdspbase/dsp/filtercoeffs.h"
 #include "kvdspbase/dsp/iirfilter.h"
 #include "kvdspbase/dsp/iirfilterfast.h"
 #include "support/dspreference.h"
 #include "support/testhost.h"
-
-namespace
-{
-// Direct-form difference equation of one section b0..bN, a0..aN in long double.
-template <class T>
-std::vector<long double> Section(const std::vector<long double>& x, const T* c, uint32_t uOrder)
-{
-    std::vector<long double> y(x.size());
-    for (size_t n = 0; n < x.size(); ++n) {
-        long double acc = 0.0L;
-        for (uint32_t k = 0; k <= uOrder && k <= n; ++k)
-            acc += static_cast<long double>(c[k]) * x[n - k];
-        for (uint32_t k = 1; k <= uOrder && k <= n; ++k)
-            acc -= static_cast<long double>(c[uOrder + 1 + k]) * y[n - k];
-        y[n] = acc / c[uOrder + 1];
-    }
-    return y;
-}
-} // namespace
 
 TEST(IirFilter, MatchesLongDoubleDifferenceEquation)
 {
@@ -46,8 +28,7 @@ TEST(IirFilter, MatchesLongDoubleDifferenceEquation)
     direct.Process(3000, x.data(), yd.data());
     fast.Process(3000, x.data(), yf.data());
     const std::vector<long double> xl(x.begin(), x.end());
-    const std::vector<long double> rc = Section(Section(xl, taps, 2), taps + 6, 2), rd = Section(xl, first, 1),
-                                   rf = Section(Section(xl, tapsf, 2), tapsf + 6, 2);
+    const std::vector<long double> rc = RefIir(xl, taps, 2, 2), rd = RefIir(xl, first, 1), rf = RefIir(xl, tapsf, 2, 2);
     for (size_t n = 0; n < x.size(); ++n) {
         // float output rounding (6e-8 of values below 8) and the 1e-10 offset's DC share
         EXPECT_NEAR(yc[n], static_cast<double>(rc[n]), 1e-6) << n;
