@@ -160,14 +160,10 @@ TEST(IppVector, ComplexCallsMatchStdComplex)
         Near(prod, zp);
         Near(acc, std::complex<double>(c[2 * i], c[2 * i + 1]) + zp);
         Near(square, za * za);
-        EXPECT_EQ(inplace[2 * i], prod[2 * i]);
-        EXPECT_EQ(inplace[2 * i + 1], prod[2 * i + 1]);
         EXPECT_NEAR(mag[i], std::abs(za), 1e-6);
         EXPECT_NEAR(pow[i], std::norm(za), 1e-6);
-        EXPECT_EQ(magSplit[i], mag[i]);
-        EXPECT_EQ(back[2 * i], a[2 * i]);
-        EXPECT_EQ(back[2 * i + 1], a[2 * i + 1]);
     }
+    EXPECT_TRUE(inplace == prod && magSplit == mag && back == a);
     const float af34[2] = {3.0f, 4.0f};
     EXPECT_EQ(ippsNorm_L2_32f(2, af34), 5.0f);
     const int16_t asRe[2] = {1, -2}, asIm[2] = {3, -4};

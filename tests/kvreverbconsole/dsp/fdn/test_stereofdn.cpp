@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <cmath>
+#include <numeric>
 #include <random>
 #include <vector>
 #include "ipp/iirreference.h"
@@ -118,13 +119,8 @@ TEST(StereoFDN, OrderEightWithFourChannelsRoutesLineToChannelModuloFour)
         io.data[uLine % 4][0] = 1.0f;
         fdn.Process(8000, io.ptrs.data());
         for (uint32_t ch = 0; ch < 4; ++ch) {
-            double e = 0;
-            for (float v : io.data[ch])
-                e += v * v;
-            if (ch == uLine % 4)
-                EXPECT_GT(e, 0.1) << "line " << uLine;
-            else
-                EXPECT_EQ(e, 0.0) << "line " << uLine << " channel " << ch;
+            const double e = std::inner_product(io.data[ch].begin(), io.data[ch].end(), io.data[ch].begin(), 0.0);
+            EXPECT_TRUE(ch == uLine % 4 ? e > 0.1 : e == 0.0) << "line " << uLine << " channel " << ch << " " << e;
         }
     }
 }
