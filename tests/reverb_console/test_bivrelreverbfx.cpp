@@ -109,6 +109,11 @@ TEST(BivrelReverbFX, ModelOverridesTheNetworkValuesAndSetsTheTail)
     EXPECT_EQ(fx.pEffect->GetTailFrames(), 384000u);
     EXPECT_TRUE(fx.pEffect->ProbeFlag());
     EXPECT_EQ(fx.pEffect->ProbeCode(), 1u);
+    // Fully wet and all but dry by default: a burst comes back at 1 + 10^(-96 / 20) of itself.
+    std::vector<float> data(2 * 16, 0.0f);
+    data[0] = 0.5f;
+    fx.Run(data, 16, 16);
+    EXPECT_NEAR(data[0], 0.5f * (1.0f + Db(-96.0f)), 1e-7f); // the dry share is 7.9e-6
 }
 
 TEST(BivrelReverbFX, MediaIsRequiredAndChecked)
