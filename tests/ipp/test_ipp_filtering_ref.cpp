@@ -2,32 +2,73 @@
 #include <cfloat>
 #include <cmath>
 #include <vector>
+#include "ipp/iirreference.h"
 #include "kvbase/ipp/ipp_filtering_ref.h"
 #include "support/dspreference.h"
 #include "support/testhost.h"
 
 namespace
 {
-// y[n] = (sum b[k] x[n-k] - sum_{k>=1} a[k] y[n-k]) / a[0], in long double.
-std::vector<long double> DifferenceEquation(const std::vector<long double>& x, const double* b, const double* a,
-                                            uint32_t uOrder)
-{
-    std::vector<long double> y(x.size());
-    for (size_t n = 0; n < x.size(); ++n) {
-        long double acc = 0.0L;
-        for (uint32_t k = 0; k <= uOrder && k <= n; ++k)
-            acc += static_cast<long double>(b[k]) * x[n - k];
-        for (uint32_t k = 1; k <= uOrder && k <= n; ++k)
-            acc -= static_cast<long double>(a[k]) * y[n - k];
-        y[n] = acc / a[0];
-    }
-    return y;
-}
-
-// Three stable biquads, b0 b1 b2 a0 a1 a2 each (low-pass, peak, high-pass shapes, a0 = 1).
+// Third-order direct form with a0 = 2 (the set-up scales everything by 1/2), and three stable
+// biquads, b0 b1 b2 a0 a1 a2 each (low-pass, peak, high-pass shapes, a0 = 1).
+const double kDirect[8] = {0.1, 0.2, 0.2, 0.1, 2.0, -1.6, 0.8, -0.12};
 const double kCascade[18] = {0.0200833656, 0.0401667312, 0.0200833656, 1.0, -1.5610180758, 0.6413515381,
                              1.1, -1.6, 0.7, 1.0, -1.6, 0.8,
                              0.8, -1.6, 0.8, 1.0, -1.5, 0.6};
+
+// The double and float entry points under one name each, so that one template covers both.
+bool InitDirect(QwIppIirState64f** pp, const double* p, uint32_t o, const double* z) { return ippsIIRInit64f_32f(pp, p, o, z); }
+bool InitDirect(QwIppIirState32f** pp, const float* p, uint32_t o, const float* z) { return ippsIIRInit_32f(pp, p, o, z); }
+double One(double x, QwIppIirState64f* p) { return ippsIIROne64f_32f(x, p); }
+float One(float x, QwIppIirState32f* p) { return ippsIIROne_32f(x, p); }
+void Block(uint32_t n, const double* s, double* d, QwIppIirState64f* p) { ippsIIR64f_32f(n, s, d, p); }
+void Block(uint32_t n, const float* s, float* d, QwIppIirState32f* p) { ippsIIR_32f(n, s, d, p); }
+
+// The direct form runs a block then sample by sample, the cascade the other way round, so each
+// path carries the other's state.
+template <class T>
+void MatchesLongDouble(double dTolerance)
+{
+    TestHost host;
+    const std::vector<float> xf = RefNoise(2000, 5);
+    const std::vector<long double> x(xf.begin(), xf.end());
+    const std::vector<long double> yDirect = RefIir(x, kDirect, 3), yCascade = RefIir(x, kCascade, 2, 3);
+    const std::vector<T> direct(kDirect, kDirect + 8), cascade(kCascade, kCascade + 18), in(xf.begin(), xf.end());
+    QwIppIirState<T>* pDirect = nullptr;
+    QwIppIirState<T>* pCascade = nullptr;
+    ASSERT_TRUE(InitDirect(&pDirect, direct.data(), 3, nullptr));
+    ASSERT_TRUE(ippsIIRInit_BiQuad_32f(&pCascade, cascade.data(), 3, nullptr));
+    std::vector<T> yd(in.size()), yc(in.size());
+    Block(1000, in.data(), yd.data(), pDirect);
+    for (size_t n = 0; n < 1000; ++n) {
+        yd[n + 1000] = One(in[n + 1000], pDirect);
+        yc[n] = One(in[n], pCascade);
+    }
+    Block(1000, in.data() + 1000, yc.data() + 1000, pCascade);
+    for (size_t n = 0; n < x.size(); ++n) {
+        EXPECT_NEAR(yd[n], static_cast<double>(yDirect[n]), dTolerance) << n;
+        EXPECT_NEAR(yc[n], static_cast<double>(yCascade[n]), dTolerance) << n;
+    }
+    ippsIIRFree(pDirect);
+    ippsIIRFree(pCascade);
+    EXPECT_TRUE(host.allocator.Balanced());
+    EXPECT_EQ(host.asserts.Total(), 0u);
+}
+
+// First order, b = (0, 0), a = (1, a1), delay z, input 0: y = z, then z' = -a1 y + 1e-10, cleared
+// when inside (-1e-10, 1e-10).
+template <class T>
+void LastDelay(double a1, double z, T expected)
+{
+    const T taps[4] = {T(0), T(0), T(1), static_cast<T>(a1)}, tZ = static_cast<T>(z);
+    QwIppIirState<T>* pState = nullptr;
+    ASSERT_TRUE(InitDirect(&pState, taps, 1, &tZ));
+    EXPECT_EQ(One(T(0), pState), tZ);
+    T got = T(-1);
+    ippsIIRGetDlyLine(pState, &got);
+    EXPECT_EQ(got, expected) << a1 << " " << z;
+    ippsIIRFree(pState);
+}
 } // namespace
 
 TEST(IppFir, MatchesDirectConvolutionAcrossBlocks)
@@ -44,12 +85,7 @@ TEST(IppFir, MatchesDirectConvolutionAcrossBlocks)
         std::copy(x.begin() + 100, x.begin() + 201, y.begin() + 100);
         ippsFIR_32f_I(101, y.data() + 100, pState);
         ippsFIR_32f(99, x.data() + 201, y.data() + 201, pState);
-        for (size_t n = 0; n < x.size(); ++n) {
-            double dRef = 0.0;
-            for (uint32_t k = 0; k < uTaps && k <= n; ++k)
-                dRef += static_cast<double>(taps[k]) * x[n - k];
-            EXPECT_NEAR(y[n], dRef, 2e-6 * uTaps) << uTaps << " taps, sample " << n; // float sums
-        }
+        EXPECT_LT(RefMaxError(y, RefConvolution(x, taps)), 2e-6 * uTaps) << uTaps; // float sums
         ippsFIRFree_32f(pState);
     }
     EXPECT_TRUE(host.allocator.Balanced());
@@ -58,56 +94,11 @@ TEST(IppFir, MatchesDirectConvolutionAcrossBlocks)
 
 TEST(IppIir, MatchesLongDoubleDifferenceEquation)
 {
-    TestHost host;
-    const std::vector<float> xf = RefNoise(2000, 5);
-    const std::vector<long double> x(xf.begin(), xf.end());
-    // Third-order direct form with a0 = 2: the set-up scales everything by 1/2.
-    const double adDirect[8] = {0.1, 0.2, 0.2, 0.1, 2.0, -1.6, 0.8, -0.12};
-    const std::vector<long double> yDirect = DifferenceEquation(x, adDirect, adDirect + 4, 3);
-    std::vector<long double> yCascade = x;
-    for (int s = 0; s < 3; ++s)
-        yCascade = DifferenceEquation(yCascade, kCascade + 6 * s, kCascade + 6 * s + 3, 2);
-
-    QwIppIirState64f* pDirect = nullptr;
-    QwIppIirState64f* pCascade = nullptr;
-    ASSERT_TRUE(ippsIIRInit64f_32f(&pDirect, adDirect, 3, nullptr));
-    ASSERT_TRUE(ippsIIRInit_BiQuad_32f(&pCascade, kCascade, 3, nullptr));
-    std::vector<double> xd(xf.begin(), xf.end()), yd(xd.size()), yc(xd.size());
-    ippsIIR64f_32f(1000, xd.data(), yd.data(), pDirect);
-    for (size_t n = 1000; n < xd.size(); ++n)
-        yd[n] = ippsIIROne64f_32f(xd[n], pDirect);
-    ippsIIR64f_32f(static_cast<uint32_t>(xd.size()), xd.data(), yc.data(), pCascade);
-
-    float afDirect[8], afCascade[18];
-    for (int i = 0; i < 8; ++i)
-        afDirect[i] = static_cast<float>(adDirect[i]);
-    for (int i = 0; i < 18; ++i)
-        afCascade[i] = static_cast<float>(kCascade[i]);
-    QwIppIirState32f* pDirectF = nullptr;
-    QwIppIirState32f* pCascadeF = nullptr;
-    ASSERT_TRUE(ippsIIRInit_32f(&pDirectF, afDirect, 3, nullptr));
-    ASSERT_TRUE(ippsIIRInit_BiQuad_32f(&pCascadeF, afCascade, 3, nullptr));
-    std::vector<float> yfd(xf.size()), yfc(xf.size());
-    ippsIIR_32f(static_cast<uint32_t>(xf.size()), xf.data(), yfd.data(), pDirectF);
-    // The cascade one sample at a time must agree with the block call on a fresh state.
-    for (size_t n = 0; n < xf.size(); ++n)
-        yfc[n] = ippsIIROne_32f(xf[n], pCascadeF);
-
-    for (size_t n = 0; n < x.size(); ++n) {
-        // The 1e-10 offset on the last delay settles at a DC error of 1e-10 / (1 + a1 + a2) per
-        // section, below 1e-8 here; double rounding adds far less.
-        EXPECT_NEAR(yd[n], static_cast<double>(yDirect[n]), 1e-8);
-        EXPECT_NEAR(yc[n], static_cast<double>(yCascade[n]), 1e-8);
-        // Single precision coefficients move the poles: 1e-4 is a few hundred float ulps of gain.
-        EXPECT_NEAR(yfd[n], static_cast<double>(yDirect[n]), 1e-4);
-        EXPECT_NEAR(yfc[n], static_cast<double>(yCascade[n]), 1e-4);
-    }
-    ippsIIRFree(pDirect);
-    ippsIIRFree(pCascade);
-    ippsIIRFree(pDirectF);
-    ippsIIRFree(pCascadeF);
-    EXPECT_TRUE(host.allocator.Balanced());
-    EXPECT_EQ(host.asserts.Total(), 0u);
+    // The 1e-10 offset on the last delay settles at a DC error of 1e-10 / (1 + a1 + a2) per
+    // section, below 1e-8 here; double rounding adds far less.
+    MatchesLongDouble<double>(1e-8);
+    // Single precision coefficients move the poles: 1e-4 is a few hundred float ulps of gain.
+    MatchesLongDouble<float>(1e-4);
 }
 
 TEST(IppIir, CascadeIsScaledByTheFirstSectionsA0)
@@ -130,60 +121,43 @@ TEST(IppIir, CascadeIsScaledByTheFirstSectionsA0)
 TEST(IppIir, LastDelayCarriesTheAntiDenormalStep)
 {
     TestHost host;
-    // First order, b = (0, 0), a = (1, a1), state z. Working for x = 0: y = z, then
-    // z' = (0 - a1 y) + 1e-10.
-    //  a1 = 0.5,  z = 1e-10: z' = -0.5e-10 + 1e-10 = 0.5e-10, inside (-1e-10, 1e-10) -> 0.
+    //  a1 = 0.5,  z = 1e-10: z' = -0.5e-10 + 1e-10 = 0.5e-10, inside the bound -> 0.
     //  a1 = -0.5, z = 1e-10: z' = 0.5e-10 + 1e-10 = 1.5e-10, kept.
-    //  a1 = 0.5,  z = 0:     z' = 0 + 1e-10 = 1e-10, on the bound, kept.
-    struct Case
-    {
-        double a1, z, expected;
-        float expectedF;
-    } cases[] = {{0.5, 1e-10, 0.0, 0.0f},
-                 {-0.5, 1e-10, 0.5e-10 + 1e-10, 0.5f * 1e-10f + 1e-10f},
-                 {0.5, 0.0, 1e-10, 1e-10f}};
-    for (const Case& c : cases) {
-        const double adTaps[4] = {0.0, 0.0, 1.0, c.a1};
-        QwIppIirState64f* pState = nullptr;
-        ASSERT_TRUE(ippsIIRInit64f_32f(&pState, adTaps, 1, &c.z));
-        EXPECT_EQ(ippsIIROne64f_32f(0.0, pState), c.z);
-        double dZ = -1.0;
-        ippsIIRGetDlyLine(pState, &dZ);
-        EXPECT_EQ(dZ, c.expected) << c.a1 << " " << c.z;
-        ippsIIRFree(pState);
-
-        const float afTaps[4] = {0.0f, 0.0f, 1.0f, static_cast<float>(c.a1)};
-        const float fZ = static_cast<float>(c.z);
-        QwIppIirState32f* pStateF = nullptr;
-        ASSERT_TRUE(ippsIIRInit_32f(&pStateF, afTaps, 1, &fZ));
-        EXPECT_EQ(ippsIIROne_32f(0.0f, pStateF), fZ);
-        float fGot = -1.0f;
-        ippsIIRGetDlyLine(pStateF, &fGot);
-        EXPECT_EQ(fGot, c.expectedF) << c.a1 << " " << c.z;
-        ippsIIRFree(pStateF);
-    }
+    //  a1 = 0.5,  z = 0:     z' = 1e-10, on the bound, kept.
+    LastDelay<double>(0.5, 1e-10, 0.0);
+    LastDelay<double>(-0.5, 1e-10, 0.5e-10 + 1e-10);
+    LastDelay<double>(0.5, 0.0, 1e-10);
+    LastDelay<float>(0.5, 1e-10, 0.0f);
+    LastDelay<float>(-0.5, 1e-10, 0.5f * 1e-10f + 1e-10f);
+    LastDelay<float>(0.5, 0.0, 1e-10f);
+    EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
-// Silence after a loud state: no value ever becomes denormal, and the output settles where the
-// offset balances the feedback, y = 1e-10 / (1 + a1 + a2) for the biquad.
+// Silence after a loud state: no value ever becomes denormal in float, and the output settles
+// where the offset balances the feedback, y = 1e-10 / (1 + a1 + a2) for the biquad.
+template <class T>
+void SilenceSettles(double dRelative)
+{
+    const double* c = kCascade; // the low-pass section: 1 + a1 + a2 = 0.0803334623
+    const double dFixed = 1e-10 / (1.0 + c[4] + c[5]);
+    const std::vector<T> taps(c, c + 6);
+    const T start[2] = {T(0.3), T(-0.2)};
+    QwIppIirState<T>* pState = nullptr;
+    ASSERT_TRUE(ippsIIRInit_BiQuad_32f(&pState, taps.data(), 1, start));
+    std::vector<T> zero(20000, T(0)), y(20000);
+    Block(20000, zero.data(), y.data(), pState);
+    for (T v : y)
+        EXPECT_TRUE(static_cast<float>(v) == 0.0f || std::fabs(static_cast<float>(v)) >= FLT_MIN);
+    EXPECT_NEAR(y.back(), dFixed, dRelative * dFixed);
+    ippsIIRFree(pState);
+}
+
 TEST(IppIir, SilenceSettlesWithoutDenormals)
 {
     TestHost host;
-    const double* c = kCascade; // the low-pass section: 1 + a1 + a2 = 0.0803334623
-    const double dFixed = 1e-10 / (1.0 + c[4] + c[5]);
-    float afTaps[6];
-    for (int i = 0; i < 6; ++i)
-        afTaps[i] = static_cast<float>(c[i]);
-    const float afStart[2] = {0.3f, -0.2f};
-    QwIppIirState32f* pStateF = nullptr;
-    ASSERT_TRUE(ippsIIRInit_BiQuad_32f(&pStateF, afTaps, 1, afStart));
-    std::vector<float> zf(20000, 0.0f), yf(20000);
-    ippsIIR_32f(20000, zf.data(), yf.data(), pStateF);
-    for (float v : yf)
-        EXPECT_TRUE(v == 0.0f || std::fabs(v) >= FLT_MIN);
+    SilenceSettles<double>(1e-6); // double rounding of the fixed point
     // float coefficients shift 1 + a1 + a2 by a few float ulps of 1: about 1e-5 relative
-    EXPECT_NEAR(yf.back(), dFixed, 1e-4 * dFixed);
-    ippsIIRFree(pStateF);
+    SilenceSettles<float>(1e-4);
 }
 
 TEST(IppStates, FailedAllocatorGivesNullStates)
@@ -245,7 +219,7 @@ TEST(IppFirMr, MatchesUpsampleFilterDownsample)
         const uint32_t uIters1 = 7, uIters2 = 5;
         const uint32_t uIn = (uIters1 + uIters2) * c.down;
         const std::vector<float> x = RefNoise(uIn, 99);
-        std::vector<double> up(uIn * c.up, 0.0);
+        std::vector<float> up(uIn * c.up, 0.0f);
         for (uint32_t i = 0; i < uIn; ++i)
             up[i * c.up] = x[i];
         QwIppFirMrState* pState = nullptr;
@@ -257,13 +231,9 @@ TEST(IppFirMr, MatchesUpsampleFilterDownsample)
         std::copy(x.begin() + uIters1 * c.down, x.end(), io.begin());
         ippsFIRMR_32f(uIters2, io.data(), io.data(), pState);
         std::copy(io.begin(), io.begin() + uIters2 * c.up, y.begin() + uIters1 * c.up);
-        for (size_t m = 0; m < y.size(); ++m) {
-            const size_t t = static_cast<size_t>(c.phase) + m * c.down;
-            double dRef = 0.0;
-            for (uint32_t j = 0; j < c.taps && j <= t; ++j)
-                dRef += static_cast<double>(h[j]) * up[t - j];
-            EXPECT_NEAR(y[m], dRef, 1e-5) << c.up << "/" << c.down << " output " << m;
-        }
+        const std::vector<double> ref = RefConvolution(up, h);
+        for (size_t m = 0; m < y.size(); ++m)
+            EXPECT_NEAR(y[m], ref[c.phase + m * c.down], 1e-5) << c.up << "/" << c.down << " output " << m;
         ippsFIRMRFree_32f(pState);
     }
     EXPECT_TRUE(host.allocator.Balanced());

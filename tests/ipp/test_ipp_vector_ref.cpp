@@ -160,14 +160,10 @@ TEST(IppVector, ComplexCallsMatchStdComplex)
         Near(prod, zp);
         Near(acc, std::complex<double>(c[2 * i], c[2 * i + 1]) + zp);
         Near(square, za * za);
-        EXPECT_EQ(inplace[2 * i], prod[2 * i]);
-        EXPECT_EQ(inplace[2 * i + 1], prod[2 * i + 1]);
         EXPECT_NEAR(mag[i], std::abs(za), 1e-6);
         EXPECT_NEAR(pow[i], std::norm(za), 1e-6);
-        EXPECT_EQ(magSplit[i], mag[i]);
-        EXPECT_EQ(back[2 * i], a[2 * i]);
-        EXPECT_EQ(back[2 * i + 1], a[2 * i + 1]);
     }
+    EXPECT_TRUE(inplace == prod && magSplit == mag && back == a);
     const float af34[2] = {3.0f, 4.0f};
     EXPECT_EQ(ippsNorm_L2_32f(2, af34), 5.0f);
     const int16_t asRe[2] = {1, -2}, asIm[2] = {3, -4};
@@ -182,16 +178,11 @@ TEST(IppVector, ComplexCallsMatchStdComplex)
 
 TEST(IppVector, ConvolutionMatchesDirectSumInDouble)
 {
-    const std::vector<float> a = RefNoise(37, 11), b = RefNoise(5, 12);
-    std::vector<float> out(41, 99.0f);
+    std::vector<float> a = RefNoise(37, 11), out(41, 99.0f);
+    const std::vector<float> b = RefNoise(5, 12);
     ippsConv_32f(37, a.data(), 5, b.data(), out.data());
-    for (uint32_t k = 0; k < 41; ++k) {
-        double dRef = 0.0;
-        for (uint32_t j = 0; j < 5; ++j)
-            if (k >= j && k - j < 37)
-                dRef += static_cast<double>(a[k - j]) * b[j];
-        EXPECT_NEAR(out[k], dRef, 1e-6); // five float products below 1
-    }
+    a.resize(41, 0.0f); // the full length of the result, every output written
+    EXPECT_LT(RefMaxError(out, RefConvolution(a, b)), 1e-6); // five float products below 1
 }
 
 // Frame i of channel c holds 10 c + i, so every misplaced sample shows.

@@ -4,6 +4,7 @@
 #include <vector>
 #include "qwfx/lib/qwreverbmodel.h"
 #include "reverb_console/qwent/audioenginefx/src/bivrelreverb_qwentfx.h"
+#include "support/dspreference.h"
 #include "support/testhost.h"
 
 namespace {
@@ -108,6 +109,11 @@ TEST(BivrelReverbFX, ModelOverridesTheNetworkValuesAndSetsTheTail)
     EXPECT_EQ(fx.pEffect->GetTailFrames(), 384000u);
     EXPECT_TRUE(fx.pEffect->ProbeFlag());
     EXPECT_EQ(fx.pEffect->ProbeCode(), 1u);
+    // Fully wet and all but dry by default: a burst comes back at 1 + 10^(-96 / 20) of itself.
+    std::vector<float> data(2 * 16, 0.0f);
+    data[0] = 0.5f;
+    fx.Run(data, 16, 16);
+    EXPECT_NEAR(data[0], 0.5f * (1.0f + Db(-96.0f)), 1e-7f); // the dry share is 7.9e-6
 }
 
 TEST(BivrelReverbFX, MediaIsRequiredAndChecked)
@@ -127,89 +133,75 @@ TEST(BivrelReverbFX, MediaIsRequiredAndChecked)
         EXPECT_EQ(fx.pEffect->GetImpl()->GetDecayTime(), 0.5f);
         EXPECT_EQ(fx.pEffect->GetImpl()->GetLowCrossover(), 400.0f);
     }
-    // No equaliser taps at all is a legal record when the early part fits.
-    QwReverbModel model = MixingModel();
-    model.afEqualiser[0].clear();
-    model.afEqualiser[1].clear();
-    const std::vector<uint8_t> noEq = QwWriteReverbModel(model);
-    EXPECT_EQ(noEq.size(), 36u + 8u);
-    Reverb fx(host, noEq);
-    EXPECT_EQ(fx.Init(2, QW_MASK_STEREO), QW_Success);
-}
-
-TEST(BivrelReverbFX, FiveOneFoldsTheCentreAndLeavesTheLowFrequencyDry)
-{
-    TestHost host;
-    Reverb fx(host, QwWriteReverbModel(MixingModel()));
-    ASSERT_EQ(fx.Init(6, QW_MASK_5_1), QW_Success);
-    fx.Set(BivrelReverbFXParams::FRONT_DRY_OUT, -6.0f);
-    fx.Set(BivrelReverbFXParams::REAR_DRY_OUT, -12.0f);
-    fx.Set(BivrelReverbFXParams::FRONT_WET_OUT, -3.0f);
-    fx.Set(BivrelReverbFXParams::REAR_WET_OUT, -9.0f);
-    fx.Set(BivrelReverbFXParams::EARLY_GAIN, -4.0f); // the early path alone carries the wet signal here
-    const uint16_t M = 64;
-    std::vector<float> data(6 * M, 0.0f);
-    const float x[6] = {0.1f, 0.2f, 0.3f, 0.05f, 0.07f, 0.4f}; // channel order of the block
-    for (int c = 0; c < 6; ++c)
-        data[c * M] = x[c];
-    fx.Run(data, M, M);
-    // Slots: 0 <- ch0, 1 <- ch1, 2 <- ch3, 3 <- ch4, 4 (centre) <- ch2, 5 (low frequency) <- ch5.
-    const float dF = Db(-6), dR = Db(-12), wF = Db(-3) * Db(-4), wR = Db(-9) * Db(-4);
-    const float wet0 = wF * (x[0] + 0.5f * x[2]);
-    const float wet1 = wF * (x[1] + 0.5f * x[2]);
-    const float tol = 2e-6f;
-    EXPECT_NEAR(data[0 * M], dF * x[0] + wet0, tol);
-    EXPECT_NEAR(data[1 * M], dF * x[1] + wet1, tol);
-    EXPECT_NEAR(data[3 * M], dR * x[3] + wR * x[3], tol);
-    EXPECT_NEAR(data[4 * M], dR * x[4] + wR * x[4], tol);
-    EXPECT_NEAR(data[2 * M], dF * x[2] + 0.5f * wet0 + 0.5f * wet1, tol);
-    EXPECT_NEAR(data[5 * M], dF * x[5], tol); // only ever scaled by the dry gain
-    for (int c = 0; c < 6; ++c)
-        for (int t = 1; t < M; ++t)
-            ASSERT_NEAR(data[c * M + t], 0.0f, 1e-7f);
-}
-
-TEST(BivrelReverbFX, SevenOneSharesTheRearReverberation)
-{
-    TestHost host;
-    Reverb fx(host, QwWriteReverbModel(MixingModel()));
-    ASSERT_EQ(fx.Init(8, QW_MASK_7_1), QW_Success);
-    fx.Set(BivrelReverbFXParams::FRONT_DRY_OUT, -96.3f);
-    fx.Set(BivrelReverbFXParams::REAR_DRY_OUT, -96.3f);
-    const uint16_t M = 32;
-    std::vector<float> data(8 * M, 0.0f);
-    const float x[8] = {0.1f, 0.2f, 0.3f, 0.01f, 0.02f, 0.03f, 0.04f, 0.5f};
-    for (int c = 0; c < 8; ++c)
-        data[c * M] = x[c];
-    fx.Run(data, M, M);
-    const float d = Db(-96.3f);
-    // Slot 2 <- ch5, 3 <- ch6, 6 <- ch3, 7 <- ch4; slots 6 and 7 feed late 2 and 3 and take them back.
-    const float wet2 = x[5] + x[3];
-    const float wet3 = x[6] + x[4];
-    EXPECT_NEAR(data[5 * M], d * x[5] + wet2, 1e-6f);
-    EXPECT_NEAR(data[6 * M], d * x[6] + wet3, 1e-6f);
-    EXPECT_NEAR(data[3 * M], d * x[3] + wet2, 1e-6f);
-    EXPECT_NEAR(data[4 * M], d * x[4] + wet3, 1e-6f);
-    EXPECT_NEAR(data[7 * M], d * x[7], 1e-6f);
-}
-
-TEST(BivrelReverbFX, StereoIgnoresTheRearValuesAndChecksTheLimits)
-{
-    TestHost host;
-    Reverb fx(host, QwWriteReverbModel(MixingModel()));
+    // No taps at all is a legal record: both convolutions are silent (the empty response once
+    // reached the convolver as pointer arithmetic on null), so at 0 dB dry the output is the input.
+    QwReverbModel model;
+    const std::vector<uint8_t> empty = QwWriteReverbModel(model);
+    EXPECT_EQ(empty.size(), 36u);
+    Reverb fx(host, empty);
     ASSERT_EQ(fx.Init(2, QW_MASK_STEREO), QW_Success);
-    fx.Set(BivrelReverbFXParams::REAR_WET_OUT, -200.0f); // out of range, but never applied in stereo
-    fx.Set(BivrelReverbFXParams::FRONT_DRY_OUT, -96.3f);
-    std::vector<float> data(2 * 16, 0.0f);
-    fx.Run(data, 16, 16);
-    EXPECT_EQ(host.asserts.Total(), 0u);
-    // Out of range: reported, and the value is used all the same.
-    fx.Set(BivrelReverbFXParams::FRONT_DRY_OUT, -96.4f);
-    data.assign(32, 0.0f);
-    data[0] = 1.0f;
-    fx.Run(data, 16, 16);
-    EXPECT_EQ(host.asserts.Count("fDryOut >= DRY_OUT_MIN && fDryOut <= DRY_OUT_MAX"), 1u);
-    EXPECT_NEAR(data[0], 1.0f + Db(-96.4f), 1e-7f);
+    fx.Set(BivrelReverbFXParams::FRONT_DRY_OUT, 0.0f);
+    const std::vector<float> input = RefNoise(2 * 256, 4);
+    for (int b = 0; b < 8; ++b) {
+        std::vector<float> block = input;
+        fx.Run(block, 256, 256);
+        for (size_t i = 0; i < block.size(); ++i)
+            ASSERT_NEAR(block[i], input[i], 1e-6) << "block " << b << " sample " << i;
+    }
+    EXPECT_EQ(host.asserts.Total(), 1u); // only the refused record's
+}
+
+// One burst per channel through the mixing model. Block channels to slots: 5.1 puts 0, 1, 3, 4, 2
+// (centre), 5 (low frequency) in slots 0 to 5; 7.1 puts 5, 6 in slots 2, 3 and 3, 4 in slots 6, 7,
+// and slots 6 and 7 feed late 2 and 3 and take them back. The centre feeds the front pair half
+// each and takes half of both back; the low frequency is only ever scaled by the dry gain.
+// Stereo never applies the rear values, so an out-of-range one goes unreported there, while a
+// front dry gain out of range is reported and used all the same.
+TEST(BivrelReverbFX, LayoutsFoldTheCentreShareTheRearAndLeaveTheLowFrequencyDry)
+{
+    const float x[8] = {0.1f, 0.2f, 0.3f, 0.05f, 0.07f, 0.4f, 0.04f, 0.5f};
+    // 5.1 sets an early gain: there the early path alone carries the wet signal.
+    const float dF = Db(-6), dR = Db(-12), wF = Db(-3) * Db(-4), wR = Db(-9) * Db(-4), d = Db(-96.3f);
+    const float wet0 = wF * (x[0] + 0.5f * x[2]), wet1 = wF * (x[1] + 0.5f * x[2]);
+    const float wet07 = x[0] + 0.5f * x[2], wet17 = x[1] + 0.5f * x[2];
+    const struct
+    {
+        uint32_t uChannels, uMask;
+        float afDb[5]; // front and rear dry, front and rear wet, early gain
+        std::vector<float> expected;
+        size_t uRangeReports;
+    } cases[] = {
+        {2, QW_MASK_STEREO, {-96.4f, -12.0f, 0.0f, -200.0f, 0.0f}, {(Db(-96.4f) + 1.0f) * x[0], (Db(-96.4f) + 1.0f) * x[1]}, 1},
+        {6, QW_MASK_5_1, {-6.0f, -12.0f, -3.0f, -9.0f, -4.0f},
+         {dF * x[0] + wet0, dF * x[1] + wet1, dF * x[2] + 0.5f * (wet0 + wet1), (dR + wR) * x[3], (dR + wR) * x[4],
+          dF * x[5]}, 0},
+        {8, QW_MASK_7_1, {-96.3f, -96.3f, 0.0f, 0.0f, 0.0f},
+         {d * x[0] + wet07, d * x[1] + wet17, d * x[2] + 0.5f * (wet07 + wet17), d * x[3] + x[5] + x[3],
+          d * x[4] + x[6] + x[4], d * x[5] + x[5] + x[3], d * x[6] + x[6] + x[4], d * x[7]}, 0},
+    };
+    for (const auto& c : cases) {
+        TestHost host;
+        Reverb fx(host, QwWriteReverbModel(MixingModel()));
+        ASSERT_EQ(fx.Init(c.uChannels, c.uMask), QW_Success);
+        const uint16_t aIds[5] = {BivrelReverbFXParams::FRONT_DRY_OUT, BivrelReverbFXParams::REAR_DRY_OUT,
+                                  BivrelReverbFXParams::FRONT_WET_OUT, BivrelReverbFXParams::REAR_WET_OUT,
+                                  BivrelReverbFXParams::EARLY_GAIN};
+        for (int i = 0; i < 5; ++i)
+            fx.Set(aIds[i], c.afDb[i]);
+        const uint16_t M = 32;
+        std::vector<float> data(c.uChannels * M, 0.0f);
+        for (uint32_t ch = 0; ch < c.uChannels; ++ch)
+            data[ch * M] = x[ch];
+        fx.Run(data, M, M);
+        for (uint32_t ch = 0; ch < c.uChannels; ++ch) {
+            // float sums of a few products below 1; the -96.4 dB dry share of x = 0.1 is 1.5e-6
+            EXPECT_NEAR(data[ch * M], c.expected[ch], 1e-7f) << c.uChannels << " channel " << ch;
+            for (int t = 1; t < M; ++t)
+                ASSERT_NEAR(data[ch * M + t], 0.0f, 1e-7f) << c.uChannels << " channel " << ch;
+        }
+        EXPECT_EQ(host.asserts.Count("fDryOut >= DRY_OUT_MIN && fDryOut <= DRY_OUT_MAX"), c.uRangeReports);
+        EXPECT_EQ(host.asserts.Total(), c.uRangeReports) << c.uChannels;
+    }
 }
 
 TEST(BivrelReverbFX, PreDelayChangeCrossFadesOver128Samples)
@@ -243,23 +235,30 @@ TEST(BivrelReverbFX, PreDelayChangeCrossFadesOver128Samples)
     }
 }
 
-TEST(BivrelReverbFX, TailRingsForItsLength)
+// The tail is the time to fall 120 dB, 8 x decay x rate x the largest multiplier: 38400 frames
+// for 0.1 s, 412 of them in the first block, then ceil(37988 / 512) = 75 more blocks. A decay that
+// makes it NaN, negative or beyond 32 bits (once an undefined conversion) gives no tail, no tail
+// and the longest there is; 1e-9 gives less than a frame.
+TEST(BivrelReverbFX, TailFromAnyDecayInTheModel)
 {
-    TestHost host;
-    QwReverbModel model = QwSyntheticReverbModel(48000, 50.0f);
-    model.fDecayTime = 0.1f; // tail = 48000 x 0.1 x 8 = 38400 frames
-    Reverb fx(host, QwWriteReverbModel(model), 512);
-    ASSERT_EQ(fx.Init(2, QW_MASK_STEREO), QW_Success);
-    ASSERT_EQ(fx.pEffect->GetTailFrames(), 38400u);
-    std::vector<float> data(1024, 0.0f);
-    data[0] = 1.0f;
-    fx.Run(data, 512, 100, QW_InputEnded);
-    uint32_t uBlocks = 1;
-    while (fx.buffer.eState == QW_DataReady && uBlocks < 1000) {
-        std::fill(data.begin(), data.end(), 0.0f);
-        fx.Run(data, 512, 0, QW_InputEnded);
-        ++uBlocks;
+    const std::pair<float, uint32_t> aCases[] = {
+        {0.1f, 76u}, {std::nanf(""), 1u}, {-1.0f, 1u}, {1e30f, 100u}, {1e-9f, 1u}};
+    for (const auto& [fDecay, uExpected] : aCases) {
+        TestHost host;
+        QwReverbModel model = QwSyntheticReverbModel(48000, 50.0f);
+        model.fDecayTime = fDecay;
+        Reverb fx(host, QwWriteReverbModel(model), 512);
+        ASSERT_EQ(fx.Init(2, QW_MASK_STEREO), QW_Success);
+        std::vector<float> data(1024, 0.0f);
+        data[0] = 1.0f;
+        fx.Run(data, 512, 100, QW_InputEnded);
+        EXPECT_EQ(fx.buffer.uValidFrames, 512u) << fDecay;
+        uint32_t uBlocks = 1;
+        while (fx.buffer.eState == QW_DataReady && uBlocks < 100) {
+            std::fill(data.begin(), data.end(), 0.0f);
+            fx.Run(data, 512, 0, QW_InputEnded);
+            ++uBlocks;
+        }
+        EXPECT_EQ(uBlocks, uExpected) << fDecay;
     }
-    // 38400 frames of tail, 412 of them in the first block: ceil(37988 / 512) more blocks.
-    EXPECT_EQ(uBlocks, 1u + 75u);
 }

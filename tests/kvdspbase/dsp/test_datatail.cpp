@@ -192,21 +192,6 @@ TEST(DataTail1D, EdgeCases) { EdgeCases<Mono>(); }
 TEST(DataTail, RandomAppendsReadsAndCutsMatchAPlainBuffer) { RandomAgainstModel<Stereo>(); }
 TEST(DataTail1D, RandomAppendsReadsAndCutsMatchAPlainBuffer) { RandomAgainstModel<Mono>(); }
 
-// The check runs before the new block size is stored, so a bad size is reported by the next Init.
-TEST(DataTail1D, InitChecksTheBlockSizeItHeldBefore)
-{
-    TestHost host;
-    const char* const CHECK = "sTailSize>=0 && m_sMaxBlockSize>=0 && sTailSize+m_sMaxBlockSize>=0";
-    DataTail1D t;
-    t.Init(-4, 6, true);
-    EXPECT_EQ(host.asserts.Total(), 0u);
-    t.Init(4, 6, true);
-    EXPECT_EQ(host.asserts.Count(CHECK), 1u);
-    DataTail stereo;
-    stereo.Init(2, 0, -4, 6, true); // the multi-channel tail checks the new values
-    EXPECT_EQ(host.asserts.Count("sTailSize>=0 && sMaxBlock>=0 && sTailSize+sMaxBlock>=0"), 1u);
-}
-
 TEST(DataTail, CopiesAreDeepAndResizingKeepsTheNewest)
 {
     TestHost host;

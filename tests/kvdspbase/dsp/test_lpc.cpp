@@ -70,37 +70,33 @@ std::vector<long double> ToeplitzPredictor(const Vec& r, size_t p)
 
 } // namespace
 
-// x[n] = 1.7 x[n-1] - 1.05 x[n-2] + 0.225 x[n-3] + e (poles 0.5 and 0.6 +- 0.3i). The fit of
-// order 5 puts the oldest sample first and negates: 1, 0, 0, -0.225, 1.05, -1.7.
-TEST(LpcFit, RecoversAnAutoregressiveProcess)
+// x[n] = 1.7 x[n-1] - 1.05 x[n-2] + 0.225 x[n-3] + e (poles 0.5 and 0.6 +- 0.3i): the fit of
+// order 5 puts the oldest sample first and negates; estimation error of 20000 samples about 0.01.
+// x[n] = 0.5 x[n-1] + 0.25 x[n-2] - 0.125 x[n-3] exactly, from 1, -2, 0.5: six samples give three
+// equations in three unknowns, solved exactly. Order 0 writes just the leading 1.
+TEST(LpcFit, RecoversAutoregressiveProcessesAndChecksItsInput)
 {
     TestHost host;
-    const Vec x = Autoregressive({1.7, -1.05, 0.225}, 20000, 0.1, 3);
-    Vec c5(6);
-    LpcFit(x.data(), 20000, c5.data(), 5);
-    const Vec expected5 = {1.0f, 0.0f, 0.0f, -0.225f, 1.05f, -1.7f};
-    for (size_t i = 0; i < 6; ++i)
-        EXPECT_NEAR(c5[i], expected5[i], 0.03) << i; // estimation error of 20000 samples: about 0.01
-    EXPECT_EQ(host.asserts.Total(), 0u);
-}
-
-TEST(LpcFit, SquareSystemOrderZeroAndRankDeficiency)
-{
-    TestHost host;
-    // x[n] = 0.5 x[n-1] + 0.25 x[n-2] - 0.125 x[n-3] exactly, from 1, -2, 0.5: six samples
-    // give three equations in three unknowns, solved exactly.
     Vec x = {1.0f, -2.0f, 0.5f};
     for (int n = 3; n < 6; ++n)
         x.push_back(0.5f * x[n - 1] + 0.25f * x[n - 2] - 0.125f * x[n - 3]);
-    Vec c(4);
-    LpcFit(x.data(), 6, c.data(), 3);
-    const Vec expected = {1.0f, 0.125f, -0.25f, -0.5f};
-    for (size_t i = 0; i < 4; ++i)
-        EXPECT_NEAR(c[i], expected[i], 1e-5) << i;
-    Vec c0 = {5.0f, 5.0f};
-    LpcFit(x.data(), 6, c0.data(), 0); // order 0: just the leading 1
-    EXPECT_EQ(c0, (Vec{1.0f, 5.0f}));
+    const struct
+    {
+        Vec x;
+        uint32_t uOrder;
+        Vec expected;
+        double tolerance;
+    } cases[] = {{Autoregressive({1.7, -1.05, 0.225}, 20000, 0.1, 3), 5, {1.0f, 0.0f, 0.0f, -0.225f, 1.05f, -1.7f}, 0.03},
+                 {x, 3, {1.0f, 0.125f, -0.25f, -0.5f}, 1e-5},
+                 {x, 0, {1.0f, 5.0f}, 0.0}};
+    for (const auto& k : cases) {
+        Vec c(k.expected.size(), 5.0f);
+        LpcFit(k.x.data(), static_cast<uint32_t>(k.x.size()), c.data(), k.uOrder);
+        for (size_t i = 0; i < c.size(); ++i)
+            EXPECT_NEAR(c[i], k.expected[i], k.tolerance) << k.uOrder << " " << i;
+    }
     EXPECT_EQ(host.asserts.Total(), 0u);
+    Vec c(4);
     LpcFit(x.data(), 5, c.data(), 3);
     EXPECT_EQ(host.asserts.Count("uLpcOrder*2 <= sLen"), 1u);
 

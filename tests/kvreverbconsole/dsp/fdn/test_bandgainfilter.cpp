@@ -24,6 +24,19 @@ cd AnalogueShelf(double gL, double gM, double gH, double fL, double fH, cd s)
     return (gL + (gM * tL + gL * tH) * s + gH * tL * tH * s * s) / ((1.0 + tL * s) * (1.0 + tH * s));
 }
 
+// Crossovers, per-sample band gains, and line i delayed by dFirst + i dStep samples.
+void Configure(BandGainFilter& io_f, double fL, double fH, double gL, double gM, double gH, double dFirst, double dStep,
+               uint32_t uLines)
+{
+    io_f.SetLowCrossover(fL);
+    io_f.SetHighCrossover(fH);
+    io_f.SetLowGain(gL);
+    io_f.SetMidGain(gM);
+    io_f.SetHighGain(gH);
+    for (uint32_t i = 0; i < uLines; ++i)
+        io_f.SetDelay(i, dFirst + dStep * i);
+}
+
 std::vector<float*> Pointers(std::vector<std::vector<float>>& io_lines)
 {
     std::vector<float*> p;
@@ -38,14 +51,8 @@ TEST(BandGainFilter, ResponseIsTheWarpedAnalogueShelf)
     TestHost host;
     const double fs = 48000.0;
     BandGainFilter filter(fs, 8);
-    filter.SetLowCrossover(400.0);
-    filter.SetHighCrossover(10000.0);
     const double gLow = 0.99995, gMid = 0.9999, gHigh = 0.9997;
-    filter.SetLowGain(gLow);
-    filter.SetMidGain(gMid);
-    filter.SetHighGain(gHigh);
-    for (uint32_t i = 0; i < 8; ++i)
-        filter.SetDelay(i, 500.0 + 700.0 * i);
+    Configure(filter, 400.0, 10000.0, gLow, gMid, gHigh, 500.0, 700.0, 8);
     for (uint32_t i = 0; i < 8; ++i) {
         float c[5];
         filter.GetCoefficients(i, c);
@@ -64,32 +71,23 @@ TEST(BandGainFilter, ResponseIsTheWarpedAnalogueShelf)
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
+// Gain g per sample on line c (1000 (c + 1) samples long) is a plain gain of g^(1000 (c + 1)).
 TEST(BandGainFilter, UnitGainsAreTheIdentityAndEqualGainsAPlainGain)
 {
     TestHost host;
     BandGainFilter filter(48000.0, 4);
-    filter.SetLowCrossover(400.0);
-    filter.SetHighCrossover(10000.0);
-    for (uint32_t i = 0; i < 4; ++i)
-        filter.SetDelay(i, 1000.0 * (i + 1));
-    std::vector<std::vector<float>> lines = {RefNoise(2000, 3), RefNoise(2000, 4), RefNoise(2000, 5), RefNoise(2000, 6)};
-    const auto original = lines;
-    auto p = Pointers(lines);
-    filter.ProcessFour(0, 2000, p.data());
-    for (int c = 0; c < 4; ++c)
-        for (int t = 0; t < 2000; ++t)
-            ASSERT_NEAR(lines[c][t], original[c][t], 1e-5f) << c << " " << t;
-
-    const double g = 0.9999;
-    filter.SetLowGain(g);
-    filter.SetMidGain(g);
-    filter.SetHighGain(g);
-    lines = original;
-    filter.ProcessFour(0, 2000, p.data());
-    for (int c = 0; c < 4; ++c) {
-        const float fGain = static_cast<float>(std::pow(g, 1000.0 * (c + 1)));
-        for (int t = 0; t < 2000; ++t)
-            ASSERT_NEAR(lines[c][t], original[c][t] * fGain, 2e-5f) << c << " " << t;
+    const std::vector<std::vector<float>> original = {RefNoise(2000, 3), RefNoise(2000, 4), RefNoise(2000, 5),
+                                                      RefNoise(2000, 6)};
+    for (const auto& [g, fTolerance] : {std::pair<double, float>{1.0, 1e-5f}, {0.9999, 2e-5f}}) {
+        Configure(filter, 400.0, 10000.0, g, g, g, 1000.0, 1000.0, 4);
+        auto lines = original;
+        auto p = Pointers(lines);
+        filter.ProcessFour(0, 2000, p.data());
+        for (int c = 0; c < 4; ++c) {
+            const float fGain = static_cast<float>(std::pow(g, 1000.0 * (c + 1)));
+            for (int t = 0; t < 2000; ++t)
+                ASSERT_NEAR(lines[c][t], original[c][t] * fGain, fTolerance) << g << " " << c << " " << t;
+        }
     }
 }
 
@@ -97,15 +95,8 @@ TEST(BandGainFilter, VectorAndPortablePathsAgreeExactly)
 {
     TestHost host;
     BandGainFilter a(44100.0, 8), b(44100.0, 8);
-    for (BandGainFilter* f : {&a, &b}) {
-        f->SetLowCrossover(250.0);
-        f->SetHighCrossover(6000.0);
-        f->SetLowGain(0.9999);
-        f->SetMidGain(0.9998);
-        f->SetHighGain(0.999);
-        for (uint32_t i = 0; i < 8; ++i)
-            f->SetDelay(i, 300.0 + 211.0 * i);
-    }
+    for (BandGainFilter* f : {&a, &b})
+        Configure(*f, 250.0, 6000.0, 0.9999, 0.9998, 0.999, 300.0, 211.0, 8);
     std::vector<std::vector<float>> la = {RefNoise(777, 11), RefNoise(777, 12), RefNoise(777, 13), RefNoise(777, 14)};
     auto lb = la;
     auto pa = Pointers(la), pb = Pointers(lb);
@@ -122,12 +113,7 @@ TEST(BandGainFilter, ARedesignClearsTheStateOfEveryLine)
 {
     TestHost host;
     BandGainFilter filter(48000.0, 4);
-    filter.SetLowCrossover(400.0);
-    filter.SetHighCrossover(10000.0);
-    filter.SetLowGain(0.999);
-    filter.SetHighGain(0.99);
-    for (uint32_t i = 0; i < 4; ++i)
-        filter.SetDelay(i, 100.0 * (i + 1));
+    Configure(filter, 400.0, 10000.0, 0.999, 1.0, 0.99, 100.0, 100.0, 4);
     std::vector<std::vector<float>> lines(4, std::vector<float>(64, 1.0f));
     auto p = Pointers(lines);
     filter.ProcessFour(0, 64, p.data());

@@ -33,11 +33,8 @@ TEST(KvMuConvolution, EachChannelConvolvesWithItsArrayWithoutLatency)
         conv.Process(k, p);
         t += k;
     }
-    for (int c = 0; c < 4; ++c) {
-        const std::vector<double> ref = RefConvolution(x[c], c % 2 ? h1 : h0);
-        for (size_t t = 0; t < n; ++t)
-            ASSERT_NEAR(y[c][t], ref[t], 2e-4) << "channel " << c << " sample " << t; // float FFT over 1500 taps
-    }
+    for (int c = 0; c < 4; ++c) // float FFT over 1500 taps
+        EXPECT_LT(RefMaxError(y[c], RefConvolution(x[c], c % 2 ? h1 : h0)), 2e-4) << "channel " << c;
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
