@@ -148,7 +148,7 @@ inline float Lookup(const float* in_pTable, float u)
     const float fScaled = 860.0f * u;
     const float p = PickBits(bPositive, fScaled, -fScaled); // -(860 u) is -860 u exactly
     const float fBelow860 = 859.99994f;                      // the float just under 860
-    const float q = p < fBelow860 ? p : fBelow860;
+    const float q = PickBits(p < fBelow860, p, fBelow860);
     const uint32_t i = static_cast<uint32_t>(q);
     const float r = q - static_cast<float>(i);
     const float fInside = (1.0f - r) * in_pTable[2 * i + uColumn] + r * in_pTable[2 * i + 2 + uColumn];
@@ -386,16 +386,29 @@ void BitWrench(DistortionDsp&, DistortionSlot& s, uint32_t uSamples, float* p)
     const double fWet = s.m_fWetGain;
     const double fDry = s.m_fDryGain;
     const double fOut = s.m_fOutputGain;
-    for (uint32_t i = 0; i < uSamples; ++i) {
-        const double v = p[i];
-        double d = v * 2147483647.0 * fDrive;
-        d = d < -2147483648.0 ? -2147483648.0 : (d > 2147483647.0 ? 2147483647.0 : d);
-        const int32_t iSample = static_cast<int32_t>(d);
-        const int32_t iMasked = static_cast<int32_t>(static_cast<uint32_t>(iSample) & uMask);
-        double q = static_cast<double>(static_cast<float>(iMasked)) * 4.656612875245797e-10;
-        q += GuardIsPositive(s) ? 1e-10 : -1e-10;
-        p[i] = static_cast<float>((fWet * q + fDry * v) * fOut);
+    // In runs of one guard sign (up to 128 samples: the counter's sign bit flips every 128), so
+    // that each run is a plain loop the compiler vectorises.
+    uint32_t uCount = static_cast<uint8_t>(s.m_iDenormalCounter);
+    for (uint32_t uDone = 0; uDone < uSamples;) {
+        const bool bPositive = uCount >= 128u; // the counter read as signed is negative
+        const uint32_t uUntilFlip = (bPositive ? 256u : 128u) - uCount;
+        const uint32_t uRun = uSamples - uDone < uUntilFlip ? uSamples - uDone : uUntilFlip;
+        const double fGuard = bPositive ? 1e-10 : -1e-10;
+        float* pRun = p + uDone;
+        for (uint32_t i = 0; i < uRun; ++i) {
+            const double v = pRun[i];
+            double d = v * 2147483647.0 * fDrive;
+            d = d < -2147483648.0 ? -2147483648.0 : (d > 2147483647.0 ? 2147483647.0 : d);
+            const int32_t iSample = static_cast<int32_t>(d);
+            const int32_t iMasked = static_cast<int32_t>(static_cast<uint32_t>(iSample) & uMask);
+            double q = static_cast<double>(static_cast<float>(iMasked)) * 4.656612875245797e-10;
+            q += fGuard;
+            pRun[i] = static_cast<float>((fWet * q + fDry * v) * fOut);
+        }
+        uCount = (uCount + uRun) & 0xffu;
+        uDone += uRun;
     }
+    s.m_iDenormalCounter = static_cast<int8_t>(static_cast<uint8_t>(uCount));
 }
 
 // Sign-magnitude quantisation after a moving average of the driven signal. At full scale the
