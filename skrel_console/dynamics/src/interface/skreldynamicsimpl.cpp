@@ -10,7 +10,8 @@ SkrelDynamicsImpl::SkrelDynamicsImpl(uint16_t in_uMaxFrames, float in_fSampleRat
     for (uint32_t c = 0; c < in_uNumChannels && !IsOutOfMemory(); ++c)
         m_pDynamics.push_back(common_smart_ptr<DynamicsDsp>(QwNew<DynamicsDsp>(in_fSampleRate)));
     // One scratch block per lane of DynamicsDsp::ProcessLanes.
-    m_scratch.resize(m_uBlockFrames * (in_uNumChannels < DynamicsDsp::MAX_LANES ? in_uNumChannels : DynamicsDsp::MAX_LANES));
+    const uint32_t uLanes = in_uNumChannels < DynamicsDsp::MAX_LANES ? in_uNumChannels : DynamicsDsp::MAX_LANES;
+    m_scratch.resize(m_uBlockFrames * uLanes);
     if (m_bInterleaved)
         m_deinterleaved.resize(m_uBlockFrames * in_uNumChannels);
 }
