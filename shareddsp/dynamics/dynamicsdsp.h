@@ -12,6 +12,7 @@ public:
     enum : uint32_t {
         NUM_STAGES = 4,
         NUM_PARAMETERS = 9,
+        MAX_LANES = 4,
     };
     // Parameter indices of a stage.
     enum : uint32_t {
@@ -35,6 +36,11 @@ public:
     float GetParameter(uint32_t in_uStage, uint32_t in_uIndex) const;
 
     void Process(uint32_t in_uStage, uint32_t in_uSamples, float* io_pSamples);
+    // Process of the same stage on in_uLanes engines, each over its own samples, with the same
+    // results; up to MAX_LANES of them run side by side in one vector loop, one engine a lane,
+    // which hides the latency of each engine's sample-to-sample gain chain.
+    static void ProcessLanes(uint32_t in_uStage, uint32_t in_uLanes, DynamicsDsp* const* in_ppDsp,
+                             uint32_t in_uSamples, float* const* io_ppSamples);
 
     // Recomputes only the compressor's time constants; the expander keeps those of the old rate.
     void SetSampleRate(float in_fSampleRate);
@@ -50,6 +56,11 @@ public:
     const DynamicsStage& GetStage(uint32_t in_uStage) const { return m_stages[in_uStage]; }
 
 private:
+#if defined(__x86_64__)
+    static void ProcessFourLanes(uint32_t in_uStage, uint32_t in_uLanes, DynamicsDsp* const* in_ppDsp,
+                                 uint32_t in_uSamples, float* const* io_ppSamples);
+#endif
+
     float m_fSampleRate;
     [[maybe_unused]] bool m_bFlag = false; // carried in the record; nothing reads it
     common_vector<DynamicsStage> m_stages;

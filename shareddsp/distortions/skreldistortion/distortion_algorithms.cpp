@@ -1,5 +1,6 @@
 #include "shareddsp/distortions/skreldistortion/distortion_algorithms.h"
 #include <cmath>
+#include <cstring>
 #include "host/qwassert.h"
 #include "kvbase/common/common_cast.h"
 #include "shareddsp/distortions/skreldistortion/distortion_lookup_tables.h"
@@ -50,17 +51,15 @@ inline void Run(DistortionSlot& io_slot, uint32_t in_uSamples, float* io_p, Shap
 }
 
 // Knee family: linear up to the knee, a parabola to the limit, flat beyond; zero has sign 0.
+// Every piece is computed and one chosen, so that the loop has no jumps to mispredict on
+// programme that moves between the pieces.
 inline float Knee(float w, float in_fKnee, float in_fLimit)
 {
     const float a = std::fabs(w);
-    if (a < in_fKnee)
-        return 2.0f * w;
     const float fSign = w > 0.0f ? 1.0f : (w < 0.0f ? -1.0f : 0.0f);
-    if (a < in_fLimit) {
-        const float t = 2.0f - 3.0f * a;
-        return fSign * (3.0f - t * t) * 0.33333334f;
-    }
-    return fSign;
+    const float t = 2.0f - 3.0f * a;
+    const float fCurve = fSign * (3.0f - t * t) * 0.33333334f;
+    return a < in_fKnee ? 2.0f * w : (a < in_fLimit ? fCurve : fSign);
 }
 
 inline float PushPullPositive(float w) { return 0.99f + 0.00999999f * std::tanh((w - 0.99f) * 100.0001f); }
@@ -126,16 +125,34 @@ inline bool GuardIsPositive(DistortionSlot& io_slot)
     return iCounter < 0;
 }
 
+// in_bTest ? in_fTrue : in_fFalse on the bits, which compilers keep free of jumps.
+inline float PickBits(bool in_bTest, float in_fTrue, float in_fFalse)
+{
+    uint32_t uTrue, uFalse;
+    std::memcpy(&uTrue, &in_fTrue, sizeof uTrue);
+    std::memcpy(&uFalse, &in_fFalse, sizeof uFalse);
+    const uint32_t uMask = 0u - static_cast<uint32_t>(in_bTest);
+    const uint32_t uPicked = (uTrue & uMask) | (uFalse & ~uMask);
+    float f;
+    std::memcpy(&f, &uPicked, sizeof f);
+    return f;
+}
+
 // Column pick by sign, linear interpolation between positions, constant from magnitude 1 up.
+// No jumps: driven programme crosses zero and magnitude 1 at random. Outside the table (and
+// for NaN) the interpolation runs at the last position below 860 and is discarded.
 inline float Lookup(const float* in_pTable, float u)
 {
-    const uint32_t uColumn = u >= 0.0f ? 0u : 1u;
-    const float p = u >= 0.0f ? 860.0f * u : -860.0f * u;
-    if (!(p < 860.0f))
-        return in_pTable[2 * LOOKUP_LAST_POSITION + uColumn];
-    const uint32_t i = static_cast<uint32_t>(p);
-    const float r = p - static_cast<float>(i);
-    return (1.0f - r) * in_pTable[2 * i + uColumn] + r * in_pTable[2 * i + 2 + uColumn];
+    const bool bPositive = u >= 0.0f;
+    const uint32_t uColumn = bPositive ? 0u : 1u;
+    const float fScaled = 860.0f * u;
+    const float p = PickBits(bPositive, fScaled, -fScaled); // -(860 u) is -860 u exactly
+    const float fBelow860 = 859.99994f;                      // the float just under 860
+    const float q = PickBits(p < fBelow860, p, fBelow860);
+    const uint32_t i = static_cast<uint32_t>(q);
+    const float r = q - static_cast<float>(i);
+    const float fInside = (1.0f - r) * in_pTable[2 * i + uColumn] + r * in_pTable[2 * i + 2 + uColumn];
+    return PickBits(p < 860.0f, fInside, in_pTable[2 * LOOKUP_LAST_POSITION + uColumn]);
 }
 
 template <uint32_t ALGORITHM>
@@ -219,22 +236,20 @@ void TenInchSpike(DistortionDsp&, DistortionSlot& s, uint32_t n, float* p)
 }
 
 // Deliberately asymmetric, with a hard ceiling on the positive side. The region limits are
-// double constants compared with w widened.
+// double constants compared with w widened. All three regions are computed and one chosen,
+// without a jump.
 void TubeDrainer(DistortionDsp&, DistortionSlot& s, uint32_t n, float* p)
 {
     Run(s, n, p, [](float w) {
         const double wd = w;
-        if (wd < -0.08905) {
-            float a = w + 0.967153f;
-            a = a < -1.0f ? -1.0f : (a > 1.0f ? 1.0f : a);
-            const float a2 = a * a;
-            const float a4 = a2 * a2;
-            const float a12 = a4 * a4 * a4;
-            return 0.2275f - ((1.0f - a12) * 0.75f - (0.25f * w + 0.00821175f));
-        }
-        if (wd > 0.320018)
-            return 0.60035f;
-        return 3.9375f * w - 6.152f * w * w;
+        float a = w + 0.967153f;
+        a = a < -1.0f ? -1.0f : (a > 1.0f ? 1.0f : a);
+        const float a2 = a * a;
+        const float a4 = a2 * a2;
+        const float a12 = a4 * a4 * a4;
+        const float fLow = 0.2275f - ((1.0f - a12) * 0.75f - (0.25f * w + 0.00821175f));
+        const float fMiddle = 3.9375f * w - 6.152f * w * w;
+        return wd < -0.08905 ? fLow : (wd > 0.320018 ? 0.60035f : fMiddle);
     });
 }
 
@@ -371,16 +386,29 @@ void BitWrench(DistortionDsp&, DistortionSlot& s, uint32_t uSamples, float* p)
     const double fWet = s.m_fWetGain;
     const double fDry = s.m_fDryGain;
     const double fOut = s.m_fOutputGain;
-    for (uint32_t i = 0; i < uSamples; ++i) {
-        const double v = p[i];
-        double d = v * 2147483647.0 * fDrive;
-        d = d < -2147483648.0 ? -2147483648.0 : (d > 2147483647.0 ? 2147483647.0 : d);
-        const int32_t iSample = static_cast<int32_t>(d);
-        const int32_t iMasked = static_cast<int32_t>(static_cast<uint32_t>(iSample) & uMask);
-        double q = static_cast<double>(static_cast<float>(iMasked)) * 4.656612875245797e-10;
-        q += GuardIsPositive(s) ? 1e-10 : -1e-10;
-        p[i] = static_cast<float>((fWet * q + fDry * v) * fOut);
+    // In runs of one guard sign (up to 128 samples: the counter's sign bit flips every 128), so
+    // that each run is a plain loop the compiler vectorises.
+    uint32_t uCount = static_cast<uint8_t>(s.m_iDenormalCounter);
+    for (uint32_t uDone = 0; uDone < uSamples;) {
+        const bool bPositive = uCount >= 128u; // the counter read as signed is negative
+        const uint32_t uUntilFlip = (bPositive ? 256u : 128u) - uCount;
+        const uint32_t uRun = uSamples - uDone < uUntilFlip ? uSamples - uDone : uUntilFlip;
+        const double fGuard = bPositive ? 1e-10 : -1e-10;
+        float* pRun = p + uDone;
+        for (uint32_t i = 0; i < uRun; ++i) {
+            const double v = pRun[i];
+            double d = v * 2147483647.0 * fDrive;
+            d = d < -2147483648.0 ? -2147483648.0 : (d > 2147483647.0 ? 2147483647.0 : d);
+            const int32_t iSample = static_cast<int32_t>(d);
+            const int32_t iMasked = static_cast<int32_t>(static_cast<uint32_t>(iSample) & uMask);
+            double q = static_cast<double>(static_cast<float>(iMasked)) * 4.656612875245797e-10;
+            q += fGuard;
+            pRun[i] = static_cast<float>((fWet * q + fDry * v) * fOut);
+        }
+        uCount = (uCount + uRun) & 0xffu;
+        uDone += uRun;
     }
+    s.m_iDenormalCounter = static_cast<int8_t>(static_cast<uint8_t>(uCount));
 }
 
 // Sign-magnitude quantisation after a moving average of the driven signal. At full scale the

@@ -266,6 +266,14 @@ TEST(DistortionAlgorithms, BitFamilyQuantisesAndAverages)
             EXPECT_NEAR(out[i], c.out[i], 1e-6 * std::fabs(c.out[i]) + 1e-13)
                 << "algorithm " << c.uAlgorithm << ", character " << c.fCharacter << ", sample " << i;
     }
+    // Over a long silence the guard is a square wave of period 256: -1e-10, then +1e-10.
+    for (uint32_t a : {34u, 35u, 36u}) {
+        SlotSetting s;
+        s.uAlgorithm = a;
+        const std::vector<float> out = RunSlot(s, std::vector<float>(600, 0.0f));
+        for (uint32_t n = 0; n < out.size(); ++n)
+            ASSERT_NEAR(out[n], n % 256 < 128 ? G : -G, 1e-16) << "algorithm " << a << ", sample " << n;
+    }
     // Only the three wrapped full-scale samples are reported.
     EXPECT_EQ(host.asserts.Count("implicit_cast_conversion_check(T(), u)"), 3u);
     EXPECT_EQ(host.asserts.Total(), 3u);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <vector>
 #include "shareddsp/dynamics/dynamicsdsp.h"
@@ -178,4 +179,47 @@ TEST(DynamicsDsp, PeakMeterHoldsTheLargestMagnitudeUntilRead)
     dsp.Process(STAGE, 3, block.data());
     EXPECT_NEAR(dsp.GetPeak(STAGE), 0.7, 1e-6);
     EXPECT_EQ(dsp.GetPeak(STAGE), 0.0f);
+}
+
+TEST(DynamicsDsp, LanesEqualOneEngineAtATimeBitForBit)
+{
+    TestHost host;
+    // Per lane: comp threshold, ratio, attack, release, exp threshold, ratio, attack, release, make-up.
+    const float aafSettings[4][DynamicsDsp::NUM_PARAMETERS] = {
+        {-60.0f, 4.0f, 5.0f, 100.0f, 0.0f, 2.0f, 5.0f, 100.0f, 0.0f},
+        {-20.0f, 3.0f, 0.0f, 1.0f, -30.0f, 3.0f, 0.0f, 0.0f, 6.0f},
+        {0.0f, 1.0f, 10.0f, 200.0f, 0.0f, 1.0f, 10.0f, 200.0f, 0.0f},
+        {-40.0f, 10.0f, 1.0f, 0.0f, -50.0f, 1.5f, 2.0f, 30.0f, -3.0f}};
+    std::mt19937 rng(11);
+    std::uniform_real_distribution<float> level(-6.0f, 0.0f);
+    for (uint32_t uLanes = 1; uLanes <= DynamicsDsp::MAX_LANES; ++uLanes) {
+        std::vector<DynamicsDsp> lanes, single;
+        for (uint32_t l = 0; l < uLanes; ++l) {
+            lanes.emplace_back(48000.0f);
+            for (uint32_t i = 0; i < DynamicsDsp::NUM_PARAMETERS; ++i)
+                lanes.back().SetParameter(STAGE, i, aafSettings[l][i]);
+            single.push_back(lanes.back());
+        }
+        // Blocks longer than a pass, ragged tails, and samples outside the usual range.
+        for (uint32_t uSamples : {515u, 7u, 64u, 130u}) {
+            std::vector<std::vector<float>> laneData(uLanes), singleData(uLanes);
+            std::vector<DynamicsDsp*> apDsp;
+            std::vector<float*> apSamples;
+            for (uint32_t l = 0; l < uLanes; ++l) {
+                for (uint32_t i = 0; i < uSamples; ++i)
+                    laneData[l].push_back((rng() & 1 ? 1.0f : -1.0f) * std::pow(10.0f, level(rng)));
+                laneData[l][rng() % uSamples] = l == 1 ? INFINITY : l == 2 ? NAN : 0.0f;
+                singleData[l] = laneData[l];
+                single[l].Process(STAGE, uSamples, singleData[l].data());
+                apDsp.push_back(&lanes[l]);
+                apSamples.push_back(laneData[l].data());
+            }
+            DynamicsDsp::ProcessLanes(STAGE, uLanes, apDsp.data(), uSamples, apSamples.data());
+            for (uint32_t l = 0; l < uLanes; ++l)
+                ASSERT_EQ(0, std::memcmp(laneData[l].data(), singleData[l].data(), uSamples * sizeof(float)))
+                    << uLanes << " lanes, lane " << l << ", " << uSamples << " samples";
+        }
+        for (uint32_t l = 0; l < uLanes; ++l) // gains, meters and guard counters alike
+            EXPECT_EQ(0, std::memcmp(&lanes[l].GetStage(STAGE), &single[l].GetStage(STAGE), sizeof(DynamicsStage)));
+    }
 }

@@ -4,6 +4,7 @@
 // Block calls take the count first, then source, destination and state. Calls on a null
 // state report "false" and return.
 #pragma once
+#include <cmath>
 #include <cstdint>
 #include "kvbase/ipp/ipp_allocator.h"
 
@@ -91,7 +92,9 @@ struct QwIppFirstOrder32f
     {
         const float y = b0 * x + z0;
         const float z = ((b1 * x) - a1 * y) + 1e-10f;
-        z0 = (z > -1e-10f && z < 1e-10f) ? 0.0f : z;
+        // |z| < 1e-10 is -1e-10 < z < 1e-10 (NaN fails both) in one test that is nearly never
+        // true; the two-sided test branched on the sign of z, a coin toss on audio.
+        z0 = std::fabs(z) < 1e-10f ? 0.0f : z;
         return y;
     }
 };

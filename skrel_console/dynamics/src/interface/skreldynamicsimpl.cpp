@@ -9,7 +9,9 @@ SkrelDynamicsImpl::SkrelDynamicsImpl(uint16_t in_uMaxFrames, float in_fSampleRat
     m_pDynamics.reserve(in_uNumChannels);
     for (uint32_t c = 0; c < in_uNumChannels && !IsOutOfMemory(); ++c)
         m_pDynamics.push_back(common_smart_ptr<DynamicsDsp>(QwNew<DynamicsDsp>(in_fSampleRate)));
-    m_scratch.resize(m_uBlockFrames);
+    // One scratch block per lane of DynamicsDsp::ProcessLanes.
+    const uint32_t uLanes = in_uNumChannels < DynamicsDsp::MAX_LANES ? in_uNumChannels : DynamicsDsp::MAX_LANES;
+    m_scratch.resize(m_uBlockFrames * uLanes);
     if (m_bInterleaved)
         m_deinterleaved.resize(m_uBlockFrames * in_uNumChannels);
 }
@@ -77,8 +79,32 @@ void SkrelDynamicsImpl::Process(uint32_t in_uFrames, float* const* io_ppChannels
         QW_ASSERT(false);
         return;
     }
-    for (uint32_t c = 0; c < m_uNumChannels; ++c)
-        ProcessChannel(c, in_uFrames, io_ppChannels[c]);
+    // Channels go through the engines in groups that run side by side. A full block is processed
+    // where it stands; a short one goes through the zero-padded scratch (as QwProcessPadded does
+    // for one channel), so that the engines still advance by the whole block size.
+    const bool bShort = in_uFrames < m_uBlockFrames;
+    for (uint32_t uFirst = 0; uFirst < m_uNumChannels; uFirst += DynamicsDsp::MAX_LANES) {
+        const uint32_t uLeft = m_uNumChannels - uFirst;
+        const uint32_t uLanes = uLeft < DynamicsDsp::MAX_LANES ? uLeft : DynamicsDsp::MAX_LANES;
+        DynamicsDsp* apDsp[DynamicsDsp::MAX_LANES];
+        float* apBlock[DynamicsDsp::MAX_LANES];
+        for (uint32_t l = 0; l < uLanes; ++l) {
+            apDsp[l] = m_pDynamics[uFirst + l].get();
+            apBlock[l] = io_ppChannels[uFirst + l];
+            if (bShort) {
+                float* pScratch = m_scratch.data() + l * m_uBlockFrames;
+                for (uint32_t i = 0; i < m_uBlockFrames; ++i)
+                    pScratch[i] = i < in_uFrames ? apBlock[l][i] : 0.0f;
+                apBlock[l] = pScratch;
+            }
+        }
+        DynamicsDsp::ProcessLanes(EFFECT_STAGE, uLanes, apDsp, m_uBlockFrames, apBlock);
+        if (bShort) {
+            for (uint32_t l = 0; l < uLanes; ++l)
+                for (uint32_t i = 0; i < in_uFrames; ++i)
+                    io_ppChannels[uFirst + l][i] = apBlock[l][i];
+        }
+    }
 }
 
 void SkrelDynamicsImpl::ProcessInterleaved(uint32_t in_uTotalSamples, float* io_pInterleaved)

@@ -1,5 +1,6 @@
 // The dynamics effect's DSP side: one DynamicsDsp per channel, unlinked, each run over whole
-// blocks through a zero-padded scratch so that its state advances at a constant rate.
+// blocks (a short block through a zero-padded scratch) so that its state advances at a
+// constant rate. Channels run in groups of up to four, side by side.
 #pragma once
 #include <cstdint>
 #include "kvbase/common/common_smart_ptr.h"
