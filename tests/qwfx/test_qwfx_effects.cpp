@@ -7,6 +7,7 @@
 #include <fstream>
 #include <random>
 #include <sstream>
+#include "qwfx/lib/qweffectmeta.h"
 #include "qwfx/lib/qwmodule.h"
 #include "qwfx/lib/qwreverbmodel.h"
 #include "qwfx/qwfxe2e.h"
@@ -83,8 +84,6 @@ TEST(QwfxEffects, DistortionIsTheSameWhateverTheHostBlock)
     }
     EXPECT_EQ(outputs[0].channels, outputs[1].channels);
     EXPECT_EQ(outputs[0].channels, outputs[2].channels);
-    ExpectOneLineError(RunQwfx({"render", "distortion", dir.File("in.wav"), dir.File("bad.wav"), "--set",
-                                "algorithm1=fuzzz"}, dir), "fuzzz", dir.File("bad.wav"));
 }
 
 TEST(QwfxEffects, MultibandSplitsDistortsAndSums)
@@ -176,9 +175,6 @@ TEST(QwfxEffects, BoxModelerIsTheConvolutionWithTheMeasuredCabinet)
     EXPECT_GT(fPeak, 0.05); // the cabinet really passed signal
     ASSERT_EQ(RunQwfx({"box-model", sCabinet, "-o", dir.File("cab.bin")}, dir).iStatus, 0);
     EXPECT_EQ(Render(dir, "box-modeler", input, {"--media", dir.File("cab.bin")}).channels, output.channels);
-    ExpectOneLineError(
-        RunQwfx({"render", "box-modeler", dir.File("in.wav"), dir.File("o.wav"), "--ir", dir.File("no.wav")}, dir),
-        "no.wav", dir.File("o.wav"));
 }
 
 TEST(QwfxEffects, ReverbTailFollowsTheModelsDecayInEveryLayout)
@@ -203,15 +199,6 @@ TEST(QwfxEffects, ReverbTailFollowsTheModelsDecayInEveryLayout)
         EXPECT_GT(fEnergy, 1e-4) << uChannels;
         EXPECT_LT(std::fabs(out.channels[0][100]), 0.05f) << uChannels;
     }
-    // No model: the Init code in one line. A record one byte short: the code after the list of
-    // the assertions it fired. No output either way.
-    ExpectOneLineError(RunQwfx({"render", "reverb", dir.File("in.wav"), dir.File("o.wav")}, dir), "79", dir.File("o.wav"));
-    const std::string sShort = WriteBytes(dir, "short.bin", record.data(), record.size() - 1);
-    const QwfxRunResult result =
-        RunQwfx({"render", "reverb", dir.File("in.wav"), dir.File("o.wav"), "--media", sShort}, dir);
-    EXPECT_NE(result.iStatus, 0);
-    EXPECT_NE(result.sErr.find("Init returned 52"), std::string::npos) << result.sErr;
-    EXPECT_FALSE(std::filesystem::exists(dir.File("o.wav")));
 }
 
 // RMS level in dB of each 20 ms window of the mid signal.
@@ -242,10 +229,8 @@ TEST(QwfxEffects, DemoRendersEveryRegisteredEffect)
     EXPECT_EQ(programme.NumChannels(), 2u);
     EXPECT_EQ(programme.uSampleRate, 48000u);
     EXPECT_NEAR(programme.Peak(), 0.70795f, 1e-4f); // -3 dBFS: 10^(-3/20)
-    const char* const apszNames[10] = {nullptr,   nullptr,       "reverb", "distortion", "delay", "dynamics",
-                                       "filters", "box-modeler", nullptr,  "multiband-distortion"};
     for (const QwPluginRegistration* pRecord : module.Records()) {
-        const std::string sName = apszNames[pRecord->uPluginID];
+        const std::string sName = QwFindEffectMeta(pRecord->uPluginID)->pszShortName;
         const QwPlanarAudio output = ReadWav(dir.File("demo/" + sName + ".wav"));
         // At least the programme comes back (effects with tails add to it), and the effect did something.
         EXPECT_GE(output.NumFrames(), programme.NumFrames()) << sName;
@@ -269,29 +254,35 @@ TEST(QwfxEffects, DemoRendersEveryRegisteredEffect)
     EXPECT_LT(fOutMax - fOutMin, fInMax - fInMin - 10.0);
 }
 
+// Each bench preset at both default block lengths, or only at the one --block asks for; never
+// an allocation in Execute.
 TEST(QwfxEffects, BenchReportsNoAllocationInExecute)
 {
     TestTempDir dir;
-    const QwfxRunResult result = RunQwfx({"bench", "dynamics", "--seconds", "0.2"}, dir);
-    ASSERT_EQ(result.iStatus, 0) << result.sErr;
-    size_t uRows = 0;
-    for (const std::string& sLine : result.OutLines()) {
-        if (sLine.rfind("dynamics ", 0) != 0)
-            continue;
-        std::istringstream line(sLine);
-        std::string sEffect, sPreset, sLayout, sRealTime;
-        uint32_t uBlock = 0, uRate = 0;
-        double fNs = 0.0;
-        uint64_t uAllocs = 1;
-        ASSERT_TRUE(line >> sEffect >> sPreset >> sLayout >> uBlock >> uRate >> sRealTime >> fNs >> uAllocs) << sLine;
-        EXPECT_EQ(sLayout, "stereo");
-        EXPECT_TRUE(uBlock == 512 || uBlock == 64) << uBlock;
-        EXPECT_EQ(uRate, 48000u);
-        EXPECT_EQ(uAllocs, 0u) << sLine;
-        EXPECT_GT(fNs, 0.0);
-        ++uRows;
+    const std::pair<std::vector<std::string>, std::vector<uint32_t>> aCases[] = {
+        {{}, {512, 64}}, {{"--block", "100"}, {100}}};
+    for (const auto& c : aCases) {
+        std::vector<std::string> args = {"bench", "dynamics", "--seconds", "0.1"};
+        args.insert(args.end(), c.first.begin(), c.first.end());
+        const QwfxRunResult result = RunQwfx(args, dir);
+        ASSERT_EQ(result.iStatus, 0) << result.sErr;
+        std::vector<uint32_t> blocks;
+        for (const std::string& sLine : result.OutLines()) {
+            if (sLine.rfind("dynamics ", 0) != 0)
+                continue;
+            std::istringstream line(sLine);
+            std::string sEffect, sPreset, sLayout, sRealTime;
+            uint32_t uBlock = 0, uRate = 0;
+            double fNs = 0.0;
+            uint64_t uAllocs = 1;
+            ASSERT_TRUE(line >> sEffect >> sPreset >> sLayout >> uBlock >> uRate >> sRealTime >> fNs >> uAllocs) << sLine;
+            EXPECT_EQ(sLayout, "stereo");
+            EXPECT_EQ(uRate, 48000u);
+            EXPECT_EQ(uAllocs, 0u) << sLine;
+            EXPECT_GT(fNs, 0.0);
+            if (std::find(blocks.begin(), blocks.end(), uBlock) == blocks.end())
+                blocks.push_back(uBlock);
+        }
+        EXPECT_EQ(blocks, c.second) << result.sOut;
     }
-    // Each bench preset at both block lengths.
-    EXPECT_EQ(uRows % 2, 0u);
-    EXPECT_GE(uRows, 2u) << result.sOut;
 }

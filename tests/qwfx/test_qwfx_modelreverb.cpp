@@ -97,48 +97,6 @@ TEST(QwfxModelReverb, WritesTheRecordAndPrintsWhatItFound)
         ++uCurves;
     EXPECT_EQ(uCurves, 14u);
 }
-
-TEST(QwfxModelReverb, RefusesBadInputInOneLineAndWritesNothing)
-{
-    TestTempDir dir;
-    std::string sError;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("three.wav"), SyntheticRoom(3), sError)) << sError;
-    QwPlanarAudio shortRoom(48000, 2, 2399), silence(48000, 2, 48000);
-    shortRoom.channels[0][0] = 1.0f;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("short.wav"), shortRoom, sError)) << sError;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("silence.wav"), silence, sError)) << sError;
-    const std::string sThree = dir.File("three.wav"), sOut = dir.File("m.bin");
-    struct Case
-    {
-        std::vector<std::string> args;
-        const char* pszText;
-    };
-    const Case aCases[] = {
-        {{"model-reverb", dir.File("none.wav"), "-o", sOut}, "none.wav"},
-        {{"model-reverb", sThree, "-o", sOut}, "--channels A,B"},
-        {{"model-reverb", sThree, "-o", sOut, "--channels", "0;1"}, "bad --channels '0;1'"},
-        {{"model-reverb", sThree, "-o", sOut, "--channels", "1,"}, "bad --channels '1,'"},
-        {{"model-reverb", sThree, "-o", sOut, "--channels", "0,3"}, "channel 3 does not exist"},
-        {{"model-reverb", sThree, "-o", sOut, "--order", "12"}, "bad --order"},
-        {{"model-reverb", sThree}, "usage"},
-        {{"model-reverb", dir.File("short.wav"), "-o", sOut}, "2399 samples long; the fit needs at least 50 ms"},
-        {{"model-reverb", dir.File("silence.wav"), "-o", sOut}, "silent"},
-        {{"render", "reverb", sThree, dir.File("out.wav"), "--ir", sThree}, "--channels A,B"},
-        {{"render", "reverb", sThree, dir.File("out.wav"), "--ir", sThree, "--channels", "x"}, "bad --channels"},
-    };
-    for (const Case& c : aCases) {
-        const QwfxRunResult r = RunQwfx(c.args, dir);
-        EXPECT_NE(r.iStatus, 0) << c.pszText;
-        const auto lines = r.ErrLines();
-        ASSERT_EQ(lines.size(), 1u) << r.sErr;
-        EXPECT_NE(lines[0].find(c.pszText), std::string::npos) << lines[0];
-    }
-    EXPECT_FALSE(std::filesystem::exists(sOut));
-    EXPECT_FALSE(std::filesystem::exists(dir.File("out.wav")));
-    // With the pair named, a wide response fits.
-    EXPECT_EQ(RunQwfx({"model-reverb", sThree, "-o", sOut, "--channels", "2,0"}, dir).iStatus, 0);
-}
-
 TEST(QwfxModelReverb, RenderWithIrEqualsRenderWithTheModelFile)
 {
     // The fit is deterministic: fitting in memory gives the record model-reverb writes, for

@@ -1,8 +1,6 @@
 // qwfx render end to end through a stand-in module whose effect is a plain gain with a
 // chosen tail, Init result and media need: what reaches the effect and what reaches OUT.
 #include <gtest/gtest.h>
-#include <sndfile.h>
-#include <cstring>
 #include <fstream>
 #include "qwfx/qwfxe2e.h"
 
@@ -53,14 +51,8 @@ TEST(QwfxRender, OutputIsTheEffectsAnswerAsFloatWav)
     const QwfxRunResult result = RenderFake(dir, {0.5f, 1, 0, 0}, dir.File("out.wav"));
     ASSERT_EQ(result.iStatus, 0) << result.sErr;
     EXPECT_EQ(result.sErr, "");
-    SF_INFO info;
-    std::memset(&info, 0, sizeof(info));
-    SNDFILE* pFile = sf_open(dir.File("out.wav").c_str(), SFM_READ, &info);
-    ASSERT_NE(pFile, nullptr);
-    sf_close(pFile);
-    EXPECT_EQ(info.format, SF_FORMAT_WAV | SF_FORMAT_FLOAT);
-    EXPECT_EQ(info.samplerate, 44100);
     const QwPlanarAudio output = ReadWav(dir.File("out.wav"));
+    EXPECT_EQ(output.uSampleRate, 44100u);
     ASSERT_EQ(output.NumChannels(), 3u);
     ASSERT_EQ(output.NumFrames(), 3000u);
     for (uint32_t c = 0; c < 3; ++c)
@@ -124,9 +116,6 @@ TEST(QwfxRender, InitFailuresNameTheCodeAndWriteNothing)
     const QwfxRunResult result = RenderFake(dir, {0.5f, 1, 0, 1}, sOut, {"--media", sMedia});
     ASSERT_EQ(result.iStatus, 0) << result.sErr;
     EXPECT_EQ(ReadWav(sOut).channels[0][7], 2.5f * ReadWav(dir.File("in.wav")).channels[0][7]);
-    // Not registered in this module.
-    ExpectOneLineError(RunQwfx({"--module", QWFX_FAKE_MODULE_PATH, "render", "reverb", dir.File("in.wav"), sOut + "2"}, dir),
-                       "effect 'reverb' (plug-in 2) is not registered", sOut + "2");
 }
 
 TEST(QwfxRender, AssertionsAreListedAndStrictMakesThemStatus3)

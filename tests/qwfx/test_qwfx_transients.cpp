@@ -87,29 +87,3 @@ TEST(QwfxTransients, FindsTheClicksStrongestFirst)
         found.insert({row.sFrame, row.uChannel});
     EXPECT_EQ(found, (std::set<std::pair<long, unsigned>>{{24000, 0}, {24480, 0}, {108000, 0}, {57600, 1}}));
 }
-
-TEST(QwfxTransients, BadInputGetsOneLine)
-{
-    TestTempDir dir;
-    const std::string sIn = WriteClicks(dir), sCsv = dir.File("x.csv");
-    const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
-        {{"transients", dir.File("none.wav"), "--csv", sCsv}, "none.wav"},
-        {{"transients", sIn, "--order", "0", "--csv", sCsv}, "--order"},
-        {{"transients", sIn, "--order", "40", "--frame", "1", "--csv", sCsv}, "too short for order 40"},
-        {{"transients", sIn, "--frame", "abc", "--csv", sCsv}, "--frame"},
-        {{"transients", sIn, "--loud", "--csv", sCsv}, "unknown option '--loud'"},
-        {{"transients", sIn, "--csv"}, "--csv needs a value"},
-        {{"transients", sIn, "--csv", dir.File("no/such/dir.csv")}, "cannot write"},
-        {{"transients"}, "usage"},
-    };
-    for (const auto& c : cases) {
-        const QwfxRunResult r = RunQwfx(c.first, dir);
-        EXPECT_NE(r.iStatus, 0) << c.second;
-        const auto lines = r.ErrLines();
-        ASSERT_EQ(lines.size(), 1u) << r.sErr;
-        EXPECT_EQ(lines[0].rfind("qwfx: ", 0), 0u) << lines[0];
-        EXPECT_NE(lines[0].find(c.second), std::string::npos) << lines[0];
-        EXPECT_EQ(r.sOut, "") << c.second;
-    }
-    EXPECT_FALSE(std::filesystem::exists(sCsv));
-}
