@@ -137,24 +137,14 @@ TEST(Lv2Bundle, ListsTheModulesEffectsWithThePortsOfQwfxParams)
     std::sort(uris.begin(), uris.end());
     EXPECT_EQ(uris, expected);
 
-    // Each row qwfx params prints ("  id  name  type  default ...") is a control port.
-    TestTempDir dir;
+    // Each row of the table qwfx params prints is a control port, in the table's order.
     for (const QwEffectMeta* pMeta : QwAllEffectMeta()) {
-        const QwfxRunResult result = RunQwfx({"params", pMeta->pszShortName}, dir);
-        ASSERT_EQ(result.iStatus, 0);
-        std::vector<std::string> printed;
-        for (const std::string& sLine : result.OutLines()) {
-            std::istringstream row(sLine);
-            unsigned uId;
-            std::string sName, sType;
-            if (row >> uId >> sName >> sType && (sType == "u32" || sType == "f32"))
-                printed.push_back(QwLv2PortSymbol(sName.c_str()));
-        }
+        std::vector<std::string> params;
+        for (uint32_t i = 0; i < pMeta->uParamCount; ++i)
+            params.push_back(QwLv2PortSymbol(pMeta->pParams[i].pszName));
+        params.push_back("latency");
         auto pInstance = Open(*pMeta, 256, {});
-        std::vector<std::string> symbols = pInstance->ControlSymbols();
-        ASSERT_EQ(symbols.back(), "latency");
-        symbols.pop_back();
-        EXPECT_EQ(symbols, printed) << pMeta->pszShortName;
+        EXPECT_EQ(pInstance->ControlSymbols(), params) << pMeta->pszShortName;
 
         // Defaults and ranges, read back through lilv, are the table's.
         const LilvPlugin* pPlugin = pInstance->Plugin();
@@ -362,7 +352,7 @@ int RunProgram(std::vector<std::string> in_args)
 
 // lv2apply runs one frame at a time and states no block length, so the bundle takes blocks of
 // 1024 and a latency of 1025 (3 x 683 - 1024). The distortion's two memoryless algorithms then
-// give qwfx render's output exactly, that much later; the delay's 100 ms echo keeps its time.
+// give qwfx render's output exactly, that much later.
 TEST(Lv2Bundle, Lv2applyGivesQwfxRenderLateByTheLatency)
 {
     const size_t L = 1025;
@@ -386,16 +376,5 @@ TEST(Lv2Bundle, Lv2applyGivesQwfxRenderLateByTheLatency)
         EXPECT_EQ(std::vector<float>(lv2.channels[c].begin() + L, lv2.channels[c].end()),
                   std::vector<float>(qwfx.channels[c].begin(), qwfx.channels[c].end() - L));
     }
-
-    QwPlanarAudio click(48000, 2, 8000);
-    click.channels[0][1000] = 1.0f;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("click.wav"), click, sError)) << sError;
-    ASSERT_EQ(RunProgram({LV2APPLY_PATH, "-i", dir.File("click.wav"), "-o", dir.File("echo.wav"), "-c", "dry", "0",
-                          "-c", "wet", "100", "-c", "time", "100", "-c", "feedback", "0", "-c", "mode", "5", "-c",
-                          "low_cut", "20", "-c", "high_cut", "20000", QwLv2PluginUri(Meta("delay"))}), 0);
-    ASSERT_TRUE(QwReadAudioFile(dir.File("echo.wav"), lv2, sError)) << sError;
-    const auto& left = lv2.channels[0];
-    EXPECT_EQ(std::find_if(left.begin(), left.end(), [](float v) { return std::fabs(v) > 0.1f; }) - left.begin(),
-              static_cast<std::ptrdiff_t>(1000 + 4800 + 1 + L));
 }
 #endif
