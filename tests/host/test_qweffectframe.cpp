@@ -1,7 +1,6 @@
 // The whole lifecycle of the shared frame, driven through a small effect that exists only here.
 #include <gtest/gtest.h>
 #include <cmath>
-#include <cstring>
 #include <vector>
 #include "host/qweffectframe.h"
 #include "host/qwparamsframe.h"
@@ -144,20 +143,6 @@ struct Instance
     TestGainFX* pEffect = nullptr;
 };
 
-std::vector<uint8_t> PackBlock(uint32_t in_uBypass, float in_fGainDb, uint32_t in_uTail)
-{
-    std::vector<uint8_t> block(12);
-    const uint32_t words[3] = {in_uBypass, 0, in_uTail};
-    uint32_t uGainBits;
-    std::memcpy(&uGainBits, &in_fGainDb, 4);
-    for (int w = 0; w < 3; ++w) {
-        const uint32_t v = w == 1 ? uGainBits : words[w];
-        for (int b = 0; b < 4; ++b)
-            block[4 * w + b] = static_cast<uint8_t>(v >> (8 * b)); // little-endian by hand
-    }
-    return block;
-}
-
 } // namespace
 
 TEST(QwEffectFrame, ParametersReachTheDspOnlyInsideExecuteAndTimeSkipRunsNothing)
@@ -172,11 +157,9 @@ TEST(QwEffectFrame, ParametersReachTheDspOnlyInsideExecuteAndTimeSkipRunsNothing
 
     const float fGainDb = 6.0f;
     ASSERT_EQ(fx.pParams->SetParam(1, &fGainDb, 4), QW_Success);
-    EXPECT_EQ(fx.pParams->m_bRtDirty, 1);
     EXPECT_FLOAT_EQ(fx.pEffect->GetImpl()->m_fGain, 1.0f); // nothing applied yet
     std::fill(data.begin(), data.end(), 1.0f);
     fx.pEffect->Execute(&buffer);
-    EXPECT_EQ(fx.pParams->m_bRtDirty, 0);
     // 6 dB is a factor of 10^(6/20) = 1.99526.
     EXPECT_NEAR(data[5], 1.99526f + 0.25f, 1e-4);
     EXPECT_EQ(host.asserts.Total(), 0u);
@@ -202,8 +185,9 @@ TEST(QwEffectFrame, ParameterObject)
     EXPECT_EQ(pClone->m_fGainDb, -3.0f);
     pClone->Term(&host.allocator);
 
-    std::vector<uint8_t> block = PackBlock(1, -6.0f, 480);
-    EXPECT_EQ(fx.pParams->Init(&host.allocator, block.data(), 12), QW_Success);
+    // Bypass 1, -6 dB (0xC0C00000), a tail of 480 (0x1E0), little-endian by hand.
+    const uint8_t aBlock[12] = {1, 0, 0, 0, 0, 0, 0xC0, 0xC0, 0xE0, 0x01, 0, 0};
+    EXPECT_EQ(fx.pParams->Init(&host.allocator, aBlock, 12), QW_Success);
     EXPECT_EQ(fx.pParams->m_uBypass, 1u);
     EXPECT_EQ(fx.pParams->m_fGainDb, -6.0f);
     EXPECT_EQ(fx.pParams->m_uTailFrames, 480u);
