@@ -1,13 +1,11 @@
 // The qwfx program end to end against the real module: list, params, and the mistakes a
 // user can make on the command line.
 #include <gtest/gtest.h>
-#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <random>
 #include <sstream>
 #include "qwfx/lib/qweffectmeta.h"
-#include "qwfx/lib/qwmodule.h"
 #include "qwfx/lib/qwreverbmodel.h"
 #include "qwfx/qwfxe2e.h"
 
@@ -18,41 +16,23 @@ const char* const SHORT_NAMES[10] = {nullptr, nullptr, "reverb", "distortion", "
 
 } // namespace
 
+// One line a record after the header, in the module's walk order.
 TEST(QwfxCli, ListShowsTheRecordsInWalkOrder)
 {
     TestTempDir dir;
     const QwfxRunResult result = RunQwfx({"list"}, dir);
     ASSERT_EQ(result.iStatus, 0) << result.sErr;
-
-    QwModule module;
-    std::string sError;
-    ASSERT_TRUE(module.Open(KVFX_MODULE_PATH, sError)) << sError;
-    const size_t uRecords = module.Records().size();
-
-    auto lines = result.OutLines();
-    if (uRecords == 0) {
-        EXPECT_TRUE(lines.empty());
-        EXPECT_NE(result.sErr.find("registers no effect"), std::string::npos);
-        return;
+    std::vector<std::string> rows;
+    for (const std::string& sLine : result.OutLines()) {
+        std::istringstream line(sLine);
+        std::string sId, sCompany, sType, sName;
+        line >> sId >> sCompany >> sType >> sName;
+        rows.push_back(sId + " " + sCompany + " " + sType + " " + sName);
     }
-    ASSERT_EQ(lines.size(), uRecords + 1) << result.sOut;   // a header, then one line a record
-    // Whatever subset is registered, the walk meets it in the order 9, 6, 5, 3, 4, 7, 2.
-    const std::vector<uint32_t> walkOrder = {9, 6, 5, 3, 4, 7, 2};
-    size_t uNext = 0;
-    for (size_t i = 1; i < lines.size(); ++i) {
-        std::istringstream line(lines[i]);
-        uint32_t uId = 0, uCompany = 0, uType = 0;
-        std::string sName;
-        ASSERT_TRUE(line >> uId >> uCompany >> uType >> sName) << lines[i];
-        EXPECT_EQ(uCompany, 259u);
-        EXPECT_EQ(uType, 3u);
-        ASSERT_LT(uId, 10u);
-        ASSERT_NE(SHORT_NAMES[uId], nullptr) << uId;
-        EXPECT_EQ(sName, SHORT_NAMES[uId]);
-        const auto it = std::find(walkOrder.begin() + uNext, walkOrder.end(), uId);
-        ASSERT_NE(it, walkOrder.end()) << "plug-in " << uId << " out of walk order";
-        uNext = static_cast<size_t>(it - walkOrder.begin()) + 1;
-    }
+    std::vector<std::string> expected = {"plugin company type name"};
+    for (uint32_t uId : {9, 6, 5, 3, 4, 7, 2})
+        expected.push_back(std::to_string(uId) + " 259 3 " + SHORT_NAMES[uId]);
+    EXPECT_EQ(rows, expected);
 }
 
 TEST(QwfxCli, ParamsPrintsEachTableRow)

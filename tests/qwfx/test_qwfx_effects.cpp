@@ -70,22 +70,6 @@ TEST(QwfxEffects, ParameterBlockAndSetAgree)
     EXPECT_EQ(dryBlock.channels, overridden.channels);
 }
 
-TEST(QwfxEffects, DistortionIsTheSameWhateverTheHostBlock)
-{
-    TestTempDir dir;
-    const QwPlanarAudio input = Programme();
-    // A memoryless curve: each sample's answer is the same whatever block carries it.
-    const std::vector<std::string> settings = Sets({"algorithm1=amp-drainer", "drive1=6"});
-    std::vector<QwPlanarAudio> outputs;
-    for (const char* pszBlock : {"64", "333", "4800"}) {
-        std::vector<std::string> args = {"--block", pszBlock};
-        args.insert(args.end(), settings.begin(), settings.end());
-        outputs.push_back(Render(dir, "distortion", input, args));
-    }
-    EXPECT_EQ(outputs[0].channels, outputs[1].channels);
-    EXPECT_EQ(outputs[0].channels, outputs[2].channels);
-}
-
 TEST(QwfxEffects, MultibandSplitsDistortsAndSums)
 {
     TestTempDir dir;
