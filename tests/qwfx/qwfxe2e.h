@@ -2,6 +2,8 @@
 // a render that must succeed, and the one-line error a user's mistake must give.
 #pragma once
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 #include <gtest/gtest.h>
@@ -21,6 +23,19 @@ inline QwPlanarAudio ReadWav(const std::string& in_sPath)
     std::string sError;
     EXPECT_TRUE(QwReadAudioFile(in_sPath, audio, sError)) << sError;
     return audio;
+}
+
+inline std::string WriteBytes(const TestTempDir& in_dir, const std::string& in_sName, const void* in_pData, size_t in_uSize)
+{
+    std::ofstream(in_dir.File(in_sName), std::ios::binary).write(static_cast<const char*>(in_pData), in_uSize);
+    return in_dir.File(in_sName);
+}
+
+inline std::string Slurp(const std::string& in_sPath)
+{
+    std::stringstream text;
+    text << std::ifstream(in_sPath, std::ios::binary).rdbuf();
+    return text.str();
 }
 
 // "--set" before each setting.

@@ -2,7 +2,6 @@
 // user can make on the command line.
 #include <gtest/gtest.h>
 #include <cmath>
-#include <fstream>
 #include <random>
 #include <sstream>
 #include "qwfx/lib/qweffectmeta.h"
@@ -79,8 +78,7 @@ TEST(QwfxCli, MistakesGiveOneLineAndWriteNothing)
     const std::string sCabinet = std::string(KVFX_SOURCE_DIR) + "/qwfx/data/bass-combo-a-44k.wav";
     // A reverb record one byte short: Init refuses it after the list of the assertions it fired.
     const std::vector<uint8_t> record = QwWriteReverbModel(QwSyntheticReverbModel(48000, 20.0f));
-    const std::string sRecord = dir.File("short.bin");
-    std::ofstream(sRecord, std::ios::binary).write(reinterpret_cast<const char*>(record.data()), record.size() - 1);
+    const std::string sRecord = WriteBytes(dir, "short.bin", record.data(), record.size() - 1);
     const std::string sMissing = dir.File("none.wav");
     struct Case
     {

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <fstream>
 #include <random>
 #include <sstream>
 #include "qwfx/lib/qweffectmeta.h"
@@ -21,13 +20,6 @@ QwPlanarAudio Programme()
         for (size_t i = 0; i < 4800; ++i)
             audio.channels[c][i] = static_cast<float>(0.8 * std::sin(0.01 * i * (c + 1)) * ((i % 480) / 480.0));
     return audio;
-}
-
-std::string WriteBytes(const TestTempDir& in_dir, const char* in_pszName, const void* in_pData, size_t in_uSize)
-{
-    std::ofstream file(in_dir.File(in_pszName), std::ios::binary);
-    file.write(static_cast<const char*>(in_pData), static_cast<std::streamsize>(in_uSize));
-    return in_dir.File(in_pszName);
 }
 
 } // namespace

@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 #include <cmath>
 #include <cstring>
-#include <fstream>
 #include <random>
-#include "qwfx/lib/qwaudiofile.h"
-#include "support/qwfxrun.h"
+#include "qwfx/qwfxe2e.h"
 
 namespace {
 
@@ -22,13 +20,7 @@ QwPlanarAudio SyntheticRoom(uint32_t in_uChannels)
     return room;
 }
 
-std::vector<uint8_t> Slurp(const std::string& in_sPath)
-{
-    std::ifstream file(in_sPath, std::ios::binary);
-    return std::vector<uint8_t>((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-}
-
-uint32_t U32At(const std::vector<uint8_t>& in_bytes, size_t in_uAt)
+uint32_t U32At(const std::string& in_bytes, size_t in_uAt)
 {
     uint32_t u;
     std::memcpy(&u, in_bytes.data() + in_uAt, 4);
@@ -48,13 +40,12 @@ TEST(QwfxModelReverb, WritesTheRecordAndPrintsWhatItFound)
 {
     TestTempDir dir;
     const QwPlanarAudio room = SyntheticRoom(2);
-    std::string sError;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("room.wav"), room, sError)) << sError;
+    WriteWav(dir, "room.wav", room);
     const QwfxRunResult r =
         RunQwfx({"model-reverb", dir.File("room.wav"), "-o", dir.File("m.bin"), "--svg", dir.File("d.svg")}, dir);
     ASSERT_EQ(r.iStatus, 0) << r.sErr;
 
-    const std::vector<uint8_t> record = Slurp(dir.File("m.bin"));
+    const std::string record = Slurp(dir.File("m.bin"));
     ASSERT_GE(record.size(), 36u);
     const uint32_t N1 = U32At(record, 28);
     ASSERT_EQ(N1, 128u); // the equaliser's length at 48 kHz
@@ -90,8 +81,7 @@ TEST(QwfxModelReverb, WritesTheRecordAndPrintsWhatItFound)
     EXPECT_GE(ValueAfter(r.sOut, "fitted in"), 0.0);
 
     // One measured and one modeled curve an octave, 125 Hz to 8 kHz.
-    std::ifstream svg(dir.File("d.svg"));
-    const std::string sSvg((std::istreambuf_iterator<char>(svg)), std::istreambuf_iterator<char>());
+    const std::string sSvg = Slurp(dir.File("d.svg"));
     size_t uCurves = 0;
     for (size_t uAt = sSvg.find("<polyline"); uAt != std::string::npos; uAt = sSvg.find("<polyline", uAt + 1))
         ++uCurves;
@@ -102,12 +92,11 @@ TEST(QwfxModelReverb, RenderWithIrEqualsRenderWithTheModelFile)
     // The fit is deterministic: fitting in memory gives the record model-reverb writes, for
     // the order the reverb will run.
     TestTempDir dir;
-    std::string sError;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("room.wav"), SyntheticRoom(2), sError)) << sError;
+    WriteWav(dir, "room.wav", SyntheticRoom(2));
     QwPlanarAudio input(48000, 2, 4800);
     input.channels[0][0] = 1.0f;
     input.channels[1][100] = -0.5f;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("in.wav"), input, sError)) << sError;
+    WriteWav(dir, "in.wav", input);
     for (const char* pszOrder : {"16", "8"}) {
         ASSERT_EQ(RunQwfx({"model-reverb", dir.File("room.wav"), "-o", dir.File("m.bin"), "--order", pszOrder}, dir).iStatus, 0);
         const std::string sOrder = std::string("order=") + pszOrder;
@@ -119,9 +108,7 @@ TEST(QwfxModelReverb, RenderWithIrEqualsRenderWithTheModelFile)
                      sOrder, "--max-tail", "0.5"},
                     dir);
         ASSERT_EQ(r.iStatus, 0) << r.sErr;
-        QwPlanarAudio a, b;
-        ASSERT_TRUE(QwReadAudioFile(dir.File("a.wav"), a, sError)) << sError;
-        ASSERT_TRUE(QwReadAudioFile(dir.File("b.wav"), b, sError)) << sError;
+        const QwPlanarAudio a = ReadWav(dir.File("a.wav")), b = ReadWav(dir.File("b.wav"));
         ASSERT_GT(a.NumFrames(), input.NumFrames());
         EXPECT_EQ(a.channels, b.channels) << pszOrder;
         EXPECT_GT(a.Peak(), 0.0f);

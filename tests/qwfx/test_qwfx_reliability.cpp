@@ -3,28 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <fstream>
-#include "qwfx/lib/qwaudiofile.h"
 #include "qwfx/lib/qwreverbmodel.h"
-#include "support/qwfxrun.h"
+#include "qwfx/qwfxe2e.h"
 #include "support/testboxmodel.h"
 
 namespace {
-
-std::string WriteBytes(const TestTempDir& in_dir, const std::string& in_sName, const std::vector<uint8_t>& in_bytes)
-{
-    const std::string sPath = in_dir.File(in_sName);
-    std::ofstream(sPath, std::ios::binary).write(reinterpret_cast<const char*>(in_bytes.data()), in_bytes.size());
-    return sPath;
-}
-
-QwPlanarAudio ReadBack(const std::string& in_sPath)
-{
-    QwPlanarAudio audio;
-    std::string sError;
-    EXPECT_TRUE(QwReadAudioFile(in_sPath, audio, sError)) << sError;
-    return audio;
-}
 
 } // namespace
 
@@ -43,10 +26,11 @@ TEST(QwfxReliability, UnevenBlocksFollowTheShortBlockRule)
     QwPlanarAudio input(48000, 2, uFrames);
     for (uint32_t c = 0; c < 2; ++c)
         input.channels[c] = TestNoise(uFrames, 10 + c);
-    std::string sError;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("in.wav"), input, sError)) << sError;
-    const std::string sModel = WriteBytes(dir, "model.bin", QwWriteReverbModel(QwSyntheticReverbModel(48000, 20.0f)));
-    const std::string sIr = WriteBytes(dir, "ir.bin", MakeBoxModelBlob(-3.0f, TestNoise(700, 3)));
+    WriteWav(dir, "in.wav", input);
+    const std::vector<uint8_t> model = QwWriteReverbModel(QwSyntheticReverbModel(48000, 20.0f));
+    const std::vector<uint8_t> ir = MakeBoxModelBlob(-3.0f, TestNoise(700, 3));
+    const std::string sModel = WriteBytes(dir, "model.bin", model.data(), model.size());
+    const std::string sIr = WriteBytes(dir, "ir.bin", ir.data(), ir.size());
 
     // The valid lengths as the render loop hands them.
     std::vector<uint16_t> blocks;
@@ -69,15 +53,14 @@ TEST(QwfxReliability, UnevenBlocksFollowTheShortBlockRule)
                     channel.resize(channel.size() + 512 - v, 0.0f);
             }
         }
-        std::string sWriteError;
-        EXPECT_TRUE(QwWriteFloatWav(dir.File("ref-in.wav"), reference, sWriteError)) << sWriteError;
+        WriteWav(dir, "ref-in.wav", reference);
         std::vector<std::string> args = {"render", in_args[0], dir.File("ref-in.wav"), dir.File("ref.wav"),
                                          "--block", "512"};
         args.insert(args.end(), in_args.begin() + 1, in_args.end());
         const QwfxRunResult result = RunQwfx(args, dir);
         EXPECT_EQ(result.iStatus, 0) << result.sErr;
-        const QwPlanarAudio uneven = ReadBack(dir.File("uneven.wav"));
-        const QwPlanarAudio ref = ReadBack(dir.File("ref.wav"));
+        const QwPlanarAudio uneven = ReadWav(dir.File("uneven.wav"));
+        const QwPlanarAudio ref = ReadWav(dir.File("ref.wav"));
         // Each block's valid frames, then from the last input block on output and tail run on
         // contiguously in both.
         std::vector<std::pair<size_t, size_t>> map; // (uneven frame, reference frame)
@@ -141,8 +124,7 @@ TEST(QwfxReliability, UnevenBlocksFollowTheShortBlockRule)
 TEST(QwfxReliability, CorruptedCountsEndInOneClearLine)
 {
     TestTempDir dir;
-    std::string sError;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("in.wav"), QwPlanarAudio(48000, 2, 4800), sError)) << sError;
+    WriteWav(dir, "in.wav", QwPlanarAudio(48000, 2, 4800));
     std::vector<uint8_t> box = MakeBoxModelBlob(0.0f, TestNoise(2048, 1));
     std::vector<uint8_t> reverb = QwWriteReverbModel(QwSyntheticReverbModel(48000, 20.0f));
     // Effect, record, offset of its count, the count, --memory-limit (null: default), text expected.
@@ -166,7 +148,7 @@ TEST(QwfxReliability, CorruptedCountsEndInOneClearLine)
         std::vector<uint8_t> record = c.record;
         std::memcpy(record.data() + c.uOffset, &c.uCount, 4);
         std::vector<std::string> args = {"render", c.pszEffect, dir.File("in.wav"), dir.File("out.wav"),
-                                         "--media", WriteBytes(dir, "record.bin", record)};
+                                         "--media", WriteBytes(dir, "record.bin", record.data(), record.size())};
         if (c.pszLimit)
             args.insert(args.end(), {"--memory-limit", c.pszLimit});
         const QwfxRunResult result = RunQwfx(args, dir);
@@ -179,7 +161,7 @@ TEST(QwfxReliability, CorruptedCountsEndInOneClearLine)
     }
     // The same record with its true count renders under a budget of 8 MB.
     const std::vector<std::string> args = {"render", "box-modeler", dir.File("in.wav"), dir.File("out.wav"),
-                                           "--media", WriteBytes(dir, "record.bin", box), "--memory-limit", "8"};
+                                           "--media", WriteBytes(dir, "record.bin", box.data(), box.size()), "--memory-limit", "8"};
     const QwfxRunResult result = RunQwfx(args, dir);
     EXPECT_EQ(result.iStatus, 0) << result.sErr;
 }

@@ -1,7 +1,6 @@
 // qwfx render end to end through a stand-in module whose effect is a plain gain with a
 // chosen tail, Init result and media need: what reaches the effect and what reaches OUT.
 #include <gtest/gtest.h>
-#include <fstream>
 #include "qwfx/qwfxe2e.h"
 
 namespace {
@@ -13,13 +12,6 @@ struct FakeBlock
     uint32_t uTailFrames;
     uint32_t uFlags;   // 1: needs media, 2: asserts in every Execute
 };
-
-std::string WriteBytes(const TestTempDir& in_dir, const char* in_pszName, const void* in_pData, size_t in_uSize)
-{
-    std::ofstream file(in_dir.File(in_pszName), std::ios::binary);
-    file.write(static_cast<const char*>(in_pData), static_cast<std::streamsize>(in_uSize));
-    return in_dir.File(in_pszName);
-}
 
 QwPlanarAudio Programme(uint32_t in_uRate, uint32_t in_uChannels, size_t in_uFrames)
 {

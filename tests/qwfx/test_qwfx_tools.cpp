@@ -4,7 +4,6 @@
 #include <cmath>
 #include <complex>
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <sstream>
 #include "qwfx/qwfxe2e.h"
@@ -24,14 +23,6 @@ std::vector<std::pair<double, double>> Rows(const std::string& in_sText)
         rows.emplace_back(x, y);
     }
     return rows;
-}
-
-std::string Slurp(const std::string& in_sPath)
-{
-    std::ifstream file(in_sPath, std::ios::binary);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
 }
 
 size_t CountOf(const std::string& in_sText, const std::string& in_sWhat)

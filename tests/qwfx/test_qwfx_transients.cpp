@@ -5,8 +5,7 @@
 #include <cstdio>
 #include <random>
 #include <set>
-#include "qwfx/lib/qwaudiofile.h"
-#include "support/qwfxrun.h"
+#include "qwfx/qwfxe2e.h"
 
 namespace {
 
@@ -48,9 +47,7 @@ std::string WriteClicks(const TestTempDir& in_dir)
     a[24480] += 0.12f;
     a[108000] -= 0.15f;
     b[57600] += 0.1f;
-    std::string sError;
-    EXPECT_TRUE(QwWriteFloatWav(in_dir.File("clicks.wav"), audio, sError)) << sError;
-    return in_dir.File("clicks.wav");
+    return WriteWav(in_dir, "clicks.wav", audio);
 }
 
 } // namespace
@@ -63,9 +60,7 @@ TEST(QwfxTransients, FindsTheClicksStrongestFirst)
     ASSERT_EQ(r.iStatus, 0) << r.sErr;
     EXPECT_EQ(r.sErr, "");
     const std::vector<Row> shown = Rows(r.OutLines());
-    std::stringstream csv;
-    csv << std::ifstream(sCsv).rdbuf();
-    const std::vector<std::string> lines = QwfxRunResult::Lines(csv.str());
+    const std::vector<std::string> lines = QwfxRunResult::Lines(Slurp(sCsv));
     ASSERT_EQ(lines.size(), 21u);
     EXPECT_EQ(lines[0], "time_s,channel,measure");
     const std::vector<Row> rows = Rows(lines);
