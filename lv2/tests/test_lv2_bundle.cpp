@@ -8,13 +8,12 @@
 #include "lv2/qwlv2engine.h"
 #include "lv2/qwlv2host.h"
 #include "lv2/qwlv2names.h"
-#include "qwfx/lib/qwaudiofile.h"
 #include "qwfx/lib/qweffectsetup.h"
 #include "qwfx/lib/qwmodule.h"
 #include "qwfx/lib/qwrenderloop.h"
 #include "qwfx/lib/qwreverbfit.h"
 #include "qwfx/lib/qwreverbmodel.h"
-#include "support/qwfxrun.h"
+#include "qwfx/qwfxe2e.h"
 
 namespace {
 
@@ -243,8 +242,7 @@ TEST(Lv2Bundle, BoxModelerLoadsAResponseFileAndKeepsItInState)
     TestTempDir dir;
     QwPlanarAudio response(48000, 1, 64);
     response.channels[0][25] = 0.5f;
-    std::string sError;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("ir.wav"), response, sError)) << sError;
+    WriteWav(dir, "ir.wav", response);
     const QwEffectMeta& meta = Meta("box-modeler");
     const QwPlanarAudio input = Programme(6000);
     auto Check = [&](QwLv2Instance& io_instance) {
@@ -279,10 +277,7 @@ TEST(Lv2Bundle, ReverbLoadsAModelRecordOrFitsARoom)
     QwReverbModel model = QwSyntheticReverbModel(48000, 80.0f, 7);
     model.fDecayTime = 0.2f;
     const std::vector<uint8_t> record = QwWriteReverbModel(model);
-    {
-        std::ofstream file(dir.File("room.bin"), std::ios::binary);
-        file.write(reinterpret_cast<const char*>(record.data()), static_cast<std::streamsize>(record.size()));
-    }
+    WriteBytes(dir, "room.bin", record.data(), record.size());
     // A room: stereo noise decaying 60 dB in 0.4 s, from 20 ms in.
     std::string sError;
     QwPlanarAudio room(48000, 2, 24000);
@@ -291,9 +286,9 @@ TEST(Lv2Bundle, ReverbLoadsAModelRecordOrFitsARoom)
     for (auto& channel : room.channels)
         for (size_t i = 960; i < channel.size(); ++i)
             channel[i] = gauss(rng) * std::pow(10.0f, -3.0f * static_cast<float>(i - 960) / 19200.0f);
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("room.wav"), room, sError)) << sError;
+    WriteWav(dir, "room.wav", room);
     room.uSampleRate = 44100;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("room-44k.wav"), room, sError)) << sError;
+    WriteWav(dir, "room-44k.wav", room);
 
     const QwEffectMeta& meta = Meta("reverb");
     QwPlanarAudio input = Programme(6000);
@@ -329,27 +324,6 @@ TEST(Lv2Bundle, ReverbLoadsAModelRecordOrFitsARoom)
 }
 
 #ifdef LV2APPLY_PATH
-namespace {
-
-int RunProgram(std::vector<std::string> in_args)
-{
-    std::vector<char*> argv;
-    for (std::string& sArg : in_args)
-        argv.push_back(&sArg[0]);
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    pid_t pid = 0;
-    int iWait = -1;
-    if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) == 0)
-        waitpid(pid, &iWait, 0);
-    posix_spawn_file_actions_destroy(&actions);
-    return WIFEXITED(iWait) ? WEXITSTATUS(iWait) : -1;
-}
-
-} // namespace
-
 // lv2apply runs one frame at a time and states no block length, so the bundle takes blocks of
 // 1024 and a latency of 1025 (3 x 683 - 1024). The distortion's two memoryless algorithms then
 // give qwfx render's output exactly, that much later.
@@ -358,17 +332,14 @@ TEST(Lv2Bundle, Lv2applyGivesQwfxRenderLateByTheLatency)
     const size_t L = 1025;
     TestTempDir dir;
     setenv("LV2_PATH", std::filesystem::path(KVFX_LV2_BUNDLE).parent_path().parent_path().c_str(), 1);
-    std::string sError;
-    QwPlanarAudio input = Programme(20000);
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("in.wav"), input, sError)) << sError;
+    const QwPlanarAudio input = Programme(20000);
+    WriteWav(dir, "in.wav", input);
     const std::string sUri = QwLv2PluginUri(Meta("distortion"));
-    ASSERT_EQ(RunProgram({LV2APPLY_PATH, "-i", dir.File("in.wav"), "-o", dir.File("lv2.wav"), "-c", "algorithm1", "13",
-                          "-c", "drive1", "7", "-c", "algorithm2", "1", sUri}), 0);
-    ASSERT_EQ(RunProgram({QWFX_PATH, "render", "distortion", dir.File("in.wav"), dir.File("qwfx.wav"), "--set",
-                          "algorithm1=hard-limits", "--set", "drive1=7", "--set", "algorithm2=amp-drainer"}), 0);
-    QwPlanarAudio lv2, qwfx;
-    ASSERT_TRUE(QwReadAudioFile(dir.File("lv2.wav"), lv2, sError));
-    ASSERT_TRUE(QwReadAudioFile(dir.File("qwfx.wav"), qwfx, sError));
+    ASSERT_EQ(RunQwfx({"-i", dir.File("in.wav"), "-o", dir.File("lv2.wav"), "-c", "algorithm1", "13", "-c", "drive1",
+                       "7", "-c", "algorithm2", "1", sUri}, dir, LV2APPLY_PATH).iStatus, 0);
+    ASSERT_EQ(RunQwfx({"render", "distortion", dir.File("in.wav"), dir.File("qwfx.wav"), "--set",
+                       "algorithm1=hard-limits", "--set", "drive1=7", "--set", "algorithm2=amp-drainer"}, dir).iStatus, 0);
+    const QwPlanarAudio lv2 = ReadWav(dir.File("lv2.wav")), qwfx = ReadWav(dir.File("qwfx.wav"));
     ASSERT_EQ(lv2.NumFrames(), input.NumFrames());
     for (uint32_t c = 0; c < 2; ++c) {
         EXPECT_EQ(std::vector<float>(lv2.channels[c].begin(), lv2.channels[c].begin() + L),
