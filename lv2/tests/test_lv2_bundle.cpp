@@ -78,6 +78,15 @@ std::unique_ptr<QwLv2Instance> Open(const QwEffectMeta& in_meta, uint32_t in_uMa
     return pInstance;
 }
 
+// A media file handed over as the host's path property; the announcement of the swap goes out
+// on the run after it.
+void LoadMedia(QwLv2Instance& io_instance, const QwEffectMeta& in_meta, const std::string& in_sPath)
+{
+    io_instance.SetPathProperty(QwLv2MediaPropertyUri(in_meta), in_sPath);
+    io_instance.Run(nullptr, nullptr, 0);
+    io_instance.Run(nullptr, nullptr, 0);
+}
+
 // The reference: the effect through the host library in whole blocks of B, its input delayed
 // by the latency L, so that its blocks fall where the bundle's adapter puts them.
 QwPlanarAudio Reference(const QwEffectMeta& in_meta, const Settings& in_settings, std::vector<uint8_t> in_media,
@@ -255,9 +264,7 @@ TEST(Lv2Bundle, BoxModelerLoadsAResponseFileAndKeepsItInState)
         EXPECT_LT(fMax, 1e-5f);
     };
     auto pInstance = Open(meta, 256, {});
-    pInstance->SetPathProperty(QwLv2MediaPropertyUri(meta), dir.File("ir.wav"));
-    pInstance->Run(nullptr, nullptr, 0);
-    pInstance->Run(nullptr, nullptr, 0);   // the announcement goes out on the run after the swap
+    LoadMedia(*pInstance, meta, dir.File("ir.wav"));
     EXPECT_EQ(pInstance->AnnouncedPath(), dir.File("ir.wav"));
     Check(*pInstance);
 
@@ -294,14 +301,9 @@ TEST(Lv2Bundle, ReverbLoadsAModelRecordOrFitsARoom)
     QwPlanarAudio input = Programme(6000);
     for (auto& channel : input.channels)
         channel.resize(12000, 0.0f);
-    auto Load = [&](QwLv2Instance& io_instance, const char* in_pszFile) {
-        io_instance.SetPathProperty(QwLv2MediaPropertyUri(meta), dir.File(in_pszFile));
-        io_instance.Run(nullptr, nullptr, 0);
-        io_instance.Run(nullptr, nullptr, 0);   // the announcement goes out on the run after the swap
-    };
     auto pInstance = Open(meta, 512, {});
-    Load(*pInstance, "room.bin");
-    Load(*pInstance, "room-44k.wav");
+    LoadMedia(*pInstance, meta, dir.File("room.bin"));
+    LoadMedia(*pInstance, meta, dir.File("room-44k.wav"));
     EXPECT_EQ(pInstance->AnnouncedPath(), dir.File("room.bin"));
     QwPlanarAudio out = RunThrough(*pInstance, input, [] { return 1u; });
     EXPECT_EQ(MaxDifference(out, Reference(meta, {}, record, 512, 511, input)), 0.0f);
@@ -312,7 +314,7 @@ TEST(Lv2Bundle, ReverbLoadsAModelRecordOrFitsARoom)
         QwReverbFit fit;
         ASSERT_TRUE(QwFitReverbFile(dir.File("room.wav"), nullptr, uOrder, fit, sError)) << sError;
         auto pRoom = Open(meta, 512, {});
-        Load(*pRoom, "room.wav");
+        LoadMedia(*pRoom, meta, dir.File("room.wav"));
         EXPECT_EQ(pRoom->AnnouncedPath(), dir.File("room.wav"));
         pRoom->SetControl("order", static_cast<float>(uOrder));
         pRoom->Run(nullptr, nullptr, 0);
