@@ -1,5 +1,5 @@
-// Short hands for the end-to-end tests of qwfx: audio files in and out of a temporary folder,
-// a render that must succeed, and the one-line error a user's mistake must give.
+// Short hands for the end-to-end tests of qwfx: audio and byte files in and out of a temporary
+// folder, and a render that must succeed.
 #pragma once
 #include <filesystem>
 #include <fstream>
@@ -61,20 +61,4 @@ inline QwPlanarAudio Render(const TestTempDir& in_dir, const std::string& in_sEf
     QwPlanarAudio output = ReadWav(in_dir.File("out.wav"));
     std::filesystem::remove(in_dir.File("out.wav"));
     return output;
-}
-
-// A user's mistake: non-zero exit, nothing on stdout, exactly one line on stderr that names
-// the problem, and no output file.
-inline void ExpectOneLineError(const QwfxRunResult& in_result, const std::string& in_sText,
-                               const std::string& in_sOut = "")
-{
-    EXPECT_NE(in_result.iStatus, 0) << in_sText;
-    EXPECT_EQ(in_result.sOut, "") << in_sText;
-    const std::vector<std::string> lines = in_result.ErrLines();
-    ASSERT_EQ(lines.size(), 1u) << in_result.sErr;
-    EXPECT_EQ(lines[0].rfind("qwfx: ", 0), 0u) << lines[0];
-    EXPECT_NE(lines[0].find(in_sText), std::string::npos) << lines[0];
-    if (!in_sOut.empty()) {
-        EXPECT_FALSE(std::filesystem::exists(in_sOut)) << in_sOut;
-    }
 }

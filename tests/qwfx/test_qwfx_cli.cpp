@@ -2,11 +2,13 @@
 // user can make on the command line.
 #include <gtest/gtest.h>
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <sstream>
 #include "qwfx/lib/qweffectmeta.h"
 #include "qwfx/lib/qwreverbmodel.h"
 #include "qwfx/qwfxe2e.h"
+#include "support/testboxmodel.h"
 
 namespace {
 
@@ -79,11 +81,29 @@ TEST(QwfxCli, MistakesGiveOneLineAndWriteNothing)
     // A reverb record one byte short: Init refuses it after the list of the assertions it fired.
     const std::vector<uint8_t> record = QwWriteReverbModel(QwSyntheticReverbModel(48000, 20.0f));
     const std::string sRecord = WriteBytes(dir, "short.bin", record.data(), record.size() - 1);
+    // Media records whose count asks for far more than their bytes hold: the box modeler trusts
+    // its tap count, so the memory budget refuses the taps (16 GB; exactly 1 GB, past the default;
+    // 76.3 MB, past 64); the reverb checks the record's size against its counts and refuses it.
+    const auto Patched = [&](const char* in_pszName, std::vector<uint8_t> in_record, size_t in_uAt, uint32_t in_uCount) {
+        std::memcpy(in_record.data() + in_uAt, &in_uCount, 4);
+        return WriteBytes(dir, in_pszName, in_record.data(), in_record.size());
+    };
+    const std::vector<uint8_t> box = MakeBoxModelBlob(0.0f, TestNoise(2048, 1));
+    const std::string sBox16G = Patched("b1.bin", box, 4, 0xFFFFFFFFu), sBox1G = Patched("b2.bin", box, 4, 0x10000000u);
+    const std::string sBox76M = Patched("b3.bin", box, 4, 20000000u), sReverbHuge = Patched("r1.bin", record, 28, 0xFFFFFFFFu);
+    const std::string sReverb2 = Patched("r2.bin", record, 28, 2u);
+    const std::string sOom = "Init returned 52 (out of memory, or plug-in media that could not be applied); ";
+    // The stand-in module's Init answers its block's second word; flags 1 asks for media.
+    const auto Fake = [&](const char* in_pszName, uint32_t in_uInit, uint32_t in_uFlags) {
+        const uint32_t auBlock[4] = {0x3F800000u, in_uInit, 0, in_uFlags};
+        return WriteBytes(dir, in_pszName, auBlock, sizeof auBlock);
+    };
+    const std::string sFake52 = Fake("f1.bin", 52, 0), sFake78 = Fake("f2.bin", 78, 0), sFake79 = Fake("f3.bin", 1, 1);
     const std::string sMissing = dir.File("none.wav");
     struct Case
     {
         std::vector<std::string> args;
-        const char* pszText;
+        std::string sText;
         int iStatus;
     };
     const Case aCases[] = {
@@ -109,6 +129,19 @@ TEST(QwfxCli, MistakesGiveOneLineAndWriteNothing)
         {{"render", "reverb", sThree, sOut, "--ir", sThree}, "--channels A,B", 0},
         {{"render", "reverb", sThree, sOut, "--ir", sThree, "--channels", "x"}, "bad --channels", 0},
         {{"--module", QWFX_FAKE_MODULE_PATH, "render", "reverb", sIn, sOut}, "effect 'reverb' (plug-in 2) is not registered", 0},
+        {{"--module", QWFX_FAKE_MODULE_PATH, "render", "8", sIn, sOut, "--params", sFake52}, "Init returned 52 (out of memory", 1},
+        {{"--module", QWFX_FAKE_MODULE_PATH, "render", "8", sIn, sOut, "--params", sFake78},
+         "Init returned 78 (unsupported channel configuration)", 1},
+        {{"--module", QWFX_FAKE_MODULE_PATH, "render", "8", sIn, sOut, "--params", sFake79},
+         "Init returned 79 (required plug-in media missing or empty)", 1},
+        {{"render", "box-modeler", sIn, sOut, "--media", sBox16G},
+         sOom + "the memory limit of 1024 MB refused 1 request, the largest for 16384.0 MB", 1},
+        {{"render", "box-modeler", sIn, sOut, "--media", sBox1G},
+         sOom + "the memory limit of 1024 MB refused 1 request, the largest for 1024.0 MB", 1},
+        {{"render", "box-modeler", sIn, sOut, "--media", sBox76M, "--memory-limit", "64"},
+         sOom + "the memory limit of 64 MB refused 1 request, the largest for 76.3 MB", 1},
+        {{"render", "reverb", sIn, sOut, "--media", sReverbHuge}, sOom + "1 assertion fired, first \"false\"", 1},
+        {{"render", "reverb", sIn, sOut, "--media", sReverb2}, sOom + "1 assertion fired, first \"false\"", 1},
         {{"model-reverb", sMissing, "-o", sOut}, "none.wav", 0},
         {{"model-reverb", sThree, "-o", sOut}, "--channels A,B", 0},
         {{"model-reverb", sThree, "-o", sOut, "--channels", "0;1"}, "bad --channels '0;1'", 0},
@@ -155,13 +188,18 @@ TEST(QwfxCli, MistakesGiveOneLineAndWriteNothing)
     const auto uFiles = Files();
     for (const Case& c : aCases) {
         const QwfxRunResult result = RunQwfx(c.args, dir);
-        SCOPED_TRACE(c.args[0] + " " + c.pszText);
-        if (c.iStatus != 0) {
-            EXPECT_EQ(result.iStatus, c.iStatus);
-        }
-        ExpectOneLineError(result, c.pszText);
+        SCOPED_TRACE(c.args[0] + " " + c.sText);
+        EXPECT_TRUE(c.iStatus == 0 ? result.iStatus != 0 : result.iStatus == c.iStatus) << result.iStatus;
+        EXPECT_EQ(result.sOut, "");
+        const std::vector<std::string> lines = result.ErrLines();
+        ASSERT_EQ(lines.size(), 1u) << result.sErr;
+        EXPECT_EQ(lines[0].rfind("qwfx: ", 0), 0u) << lines[0];
+        EXPECT_NE(lines[0].find(c.sText), std::string::npos) << lines[0];
         EXPECT_EQ(Files(), uFiles);
     }
-    // With the pair named, a wide response fits.
+    // With the pair named, a wide response fits; the box record with its true count renders
+    // under a budget of 8 MB.
     EXPECT_EQ(RunQwfx({"model-reverb", sThree, "-o", sOut, "--channels", "2,0"}, dir).iStatus, 0);
+    const std::string sBox = WriteBytes(dir, "box.bin", box.data(), box.size());
+    EXPECT_EQ(RunQwfx({"render", "box-modeler", sIn, sOut, "--media", sBox, "--memory-limit", "8"}, dir).iStatus, 0);
 }
