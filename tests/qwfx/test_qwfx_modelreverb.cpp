@@ -3,22 +3,9 @@
 #include <gtest/gtest.h>
 #include <cmath>
 #include <cstring>
-#include <random>
 #include "qwfx/qwfxe2e.h"
 
 namespace {
-
-// T60 0.5 s, 1 s long at 48 kHz, from 50 ms in; in_uChannels independent channels.
-QwPlanarAudio SyntheticRoom(uint32_t in_uChannels)
-{
-    QwPlanarAudio room(48000, in_uChannels, 48000);
-    std::mt19937 rng(3);
-    std::normal_distribution<float> gauss(0.0f, 0.3f);
-    for (auto& channel : room.channels)
-        for (size_t i = 2400; i < channel.size(); ++i)
-            channel[i] = gauss(rng) * std::pow(10.0f, -3.0f * static_cast<float>(i - 2400) / 24000.0f);
-    return room;
-}
 
 uint32_t U32At(const std::string& in_bytes, size_t in_uAt)
 {
