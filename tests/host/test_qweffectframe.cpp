@@ -15,13 +15,11 @@ public:
     QwResult SetParam(uint16_t in_uParamId, const void* in_pValue, uint32_t) override
     {
         switch (in_uParamId) {
-        case 0: QwStoreRaw(m_uBypass, in_pValue); break;
-        case 1: QwStoreRaw(m_fGainDb, in_pValue); break;
-        case 2: QwStoreRaw(m_uTailFrames, in_pValue); m_bTailDirty = 1; return QW_Success;
+        case 0: QwStoreRaw(m_uBypass, in_pValue); return QW_Success;
+        case 1: QwStoreRaw(m_fGainDb, in_pValue); return QW_Success;
+        case 2: QwStoreRaw(m_uTailFrames, in_pValue); return QW_Success;
         default: return QW_UnknownParam;
         }
-        m_bRtDirty = 1;
-        return QW_Success;
     }
     void SetDefaults()
     {
