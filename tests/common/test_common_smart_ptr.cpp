@@ -32,26 +32,19 @@ TEST(CommonSmartPtr, CountsOwnersAndDestroysWithTheLast)
         a.reset(QwNew<Tracked>(&iDestroyed));
         EXPECT_EQ(iDestroyed, 0);
         EXPECT_TRUE(a.use_count() == 1 && b.use_count() == 1 && a.get() != b.get());
+        // Reset of the sole owner destroys the old object and keeps its count block.
+        const uint64_t uCalls = host.allocator.AllocCalls();
+        Tracked* pNew = QwNew<Tracked>(&iDestroyed);
+        a.reset(pNew);
+        EXPECT_EQ(iDestroyed, 1);
+        EXPECT_TRUE(a.get() == pNew && a.use_count() == 1);
+        EXPECT_EQ(host.allocator.AllocCalls(), uCalls + 1); // only the object, no new count block
+        a.reset(pNew); // same pointer: nothing
+        EXPECT_EQ(iDestroyed, 1);
     }
-    EXPECT_EQ(iDestroyed, 2);
+    EXPECT_EQ(iDestroyed, 3);
     EXPECT_TRUE(host.allocator.Balanced());
     EXPECT_EQ(host.asserts.Total(), 0u);
-}
-
-TEST(CommonSmartPtr, ResetOfSoleOwnerReusesTheCountBlock)
-{
-    TestHost host;
-    int iDestroyed = 0;
-    common_smart_ptr<Tracked> a(QwNew<Tracked>(&iDestroyed));
-    const uint64_t uCalls = host.allocator.AllocCalls();
-    Tracked* pNew = QwNew<Tracked>(&iDestroyed);
-    a.reset(pNew);
-    EXPECT_EQ(iDestroyed, 1);
-    EXPECT_EQ(a.get(), pNew);
-    EXPECT_EQ(a.use_count(), 1);
-    EXPECT_EQ(host.allocator.AllocCalls(), uCalls + 1); // only the object, no new count block
-    a.reset(pNew); // same pointer: nothing
-    EXPECT_EQ(iDestroyed, 1);
 }
 
 TEST(CommonSmartPtr, FailedCountBlockDestroysTheObject)

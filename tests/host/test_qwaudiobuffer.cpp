@@ -3,18 +3,8 @@
 #include "host/qwaudiobuffer.h"
 #include "support/testhost.h"
 
-TEST(QwAudioBuffer, ChannelsAreStridedByMaxFrames)
-{
-    TestHost host;
-    std::vector<float> data(128);
-    QwAudioBuffer buffer{data.data(), QwMakeChannelConfig(2, QW_MASK_STEREO), QW_Success, 64, 64};
-    EXPECT_EQ(buffer.NumChannels(), 2u);
-    EXPECT_EQ(buffer.GetChannel(1), data.data() + 64);
-    EXPECT_EQ(host.asserts.Total(), 0u);
-}
-
-// Zeroes every channel from the valid count on and marks the block full; a full block, or a
-// valid count above the capacity, is left alone.
+// Zeroes every channel (uMaxFrames apart) from the valid count on and marks the block full; a
+// full block, or a valid count above the capacity, is left alone.
 TEST(QwAudioBuffer, PadZeroesEveryChannelFromTheValidCount)
 {
     TestHost host;

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <fstream>
 #include <random>
 #include <sstream>
+#include "qwfx/lib/qweffectmeta.h"
 #include "qwfx/lib/qwmodule.h"
 #include "qwfx/lib/qwreverbmodel.h"
 #include "qwfx/qwfxe2e.h"
@@ -20,13 +20,6 @@ QwPlanarAudio Programme()
         for (size_t i = 0; i < 4800; ++i)
             audio.channels[c][i] = static_cast<float>(0.8 * std::sin(0.01 * i * (c + 1)) * ((i % 480) / 480.0));
     return audio;
-}
-
-std::string WriteBytes(const TestTempDir& in_dir, const char* in_pszName, const void* in_pData, size_t in_uSize)
-{
-    std::ofstream file(in_dir.File(in_pszName), std::ios::binary);
-    file.write(static_cast<const char*>(in_pData), static_cast<std::streamsize>(in_uSize));
-    return in_dir.File(in_pszName);
 }
 
 } // namespace
@@ -67,24 +60,6 @@ TEST(QwfxEffects, ParameterBlockAndSetAgree)
     const QwPlanarAudio dryBlock =
         Render(dir, "distortion", input, {"--params", WriteBytes(dir, "dry.bin", afValues, sizeof afValues)});
     EXPECT_EQ(dryBlock.channels, overridden.channels);
-}
-
-TEST(QwfxEffects, DistortionIsTheSameWhateverTheHostBlock)
-{
-    TestTempDir dir;
-    const QwPlanarAudio input = Programme();
-    // A memoryless curve: each sample's answer is the same whatever block carries it.
-    const std::vector<std::string> settings = Sets({"algorithm1=amp-drainer", "drive1=6"});
-    std::vector<QwPlanarAudio> outputs;
-    for (const char* pszBlock : {"64", "333", "4800"}) {
-        std::vector<std::string> args = {"--block", pszBlock};
-        args.insert(args.end(), settings.begin(), settings.end());
-        outputs.push_back(Render(dir, "distortion", input, args));
-    }
-    EXPECT_EQ(outputs[0].channels, outputs[1].channels);
-    EXPECT_EQ(outputs[0].channels, outputs[2].channels);
-    ExpectOneLineError(RunQwfx({"render", "distortion", dir.File("in.wav"), dir.File("bad.wav"), "--set",
-                                "algorithm1=fuzzz"}, dir), "fuzzz", dir.File("bad.wav"));
 }
 
 TEST(QwfxEffects, MultibandSplitsDistortsAndSums)
@@ -176,9 +151,6 @@ TEST(QwfxEffects, BoxModelerIsTheConvolutionWithTheMeasuredCabinet)
     EXPECT_GT(fPeak, 0.05); // the cabinet really passed signal
     ASSERT_EQ(RunQwfx({"box-model", sCabinet, "-o", dir.File("cab.bin")}, dir).iStatus, 0);
     EXPECT_EQ(Render(dir, "box-modeler", input, {"--media", dir.File("cab.bin")}).channels, output.channels);
-    ExpectOneLineError(
-        RunQwfx({"render", "box-modeler", dir.File("in.wav"), dir.File("o.wav"), "--ir", dir.File("no.wav")}, dir),
-        "no.wav", dir.File("o.wav"));
 }
 
 TEST(QwfxEffects, ReverbTailFollowsTheModelsDecayInEveryLayout)
@@ -203,15 +175,6 @@ TEST(QwfxEffects, ReverbTailFollowsTheModelsDecayInEveryLayout)
         EXPECT_GT(fEnergy, 1e-4) << uChannels;
         EXPECT_LT(std::fabs(out.channels[0][100]), 0.05f) << uChannels;
     }
-    // No model: the Init code in one line. A record one byte short: the code after the list of
-    // the assertions it fired. No output either way.
-    ExpectOneLineError(RunQwfx({"render", "reverb", dir.File("in.wav"), dir.File("o.wav")}, dir), "79", dir.File("o.wav"));
-    const std::string sShort = WriteBytes(dir, "short.bin", record.data(), record.size() - 1);
-    const QwfxRunResult result =
-        RunQwfx({"render", "reverb", dir.File("in.wav"), dir.File("o.wav"), "--media", sShort}, dir);
-    EXPECT_NE(result.iStatus, 0);
-    EXPECT_NE(result.sErr.find("Init returned 52"), std::string::npos) << result.sErr;
-    EXPECT_FALSE(std::filesystem::exists(dir.File("o.wav")));
 }
 
 // RMS level in dB of each 20 ms window of the mid signal.
@@ -242,10 +205,8 @@ TEST(QwfxEffects, DemoRendersEveryRegisteredEffect)
     EXPECT_EQ(programme.NumChannels(), 2u);
     EXPECT_EQ(programme.uSampleRate, 48000u);
     EXPECT_NEAR(programme.Peak(), 0.70795f, 1e-4f); // -3 dBFS: 10^(-3/20)
-    const char* const apszNames[10] = {nullptr,   nullptr,       "reverb", "distortion", "delay", "dynamics",
-                                       "filters", "box-modeler", nullptr,  "multiband-distortion"};
     for (const QwPluginRegistration* pRecord : module.Records()) {
-        const std::string sName = apszNames[pRecord->uPluginID];
+        const std::string sName = QwFindEffectMeta(pRecord->uPluginID)->pszShortName;
         const QwPlanarAudio output = ReadWav(dir.File("demo/" + sName + ".wav"));
         // At least the programme comes back (effects with tails add to it), and the effect did something.
         EXPECT_GE(output.NumFrames(), programme.NumFrames()) << sName;
@@ -269,29 +230,35 @@ TEST(QwfxEffects, DemoRendersEveryRegisteredEffect)
     EXPECT_LT(fOutMax - fOutMin, fInMax - fInMin - 10.0);
 }
 
+// Each bench preset at both default block lengths, or only at the one --block asks for; never
+// an allocation in Execute.
 TEST(QwfxEffects, BenchReportsNoAllocationInExecute)
 {
     TestTempDir dir;
-    const QwfxRunResult result = RunQwfx({"bench", "dynamics", "--seconds", "0.2"}, dir);
-    ASSERT_EQ(result.iStatus, 0) << result.sErr;
-    size_t uRows = 0;
-    for (const std::string& sLine : result.OutLines()) {
-        if (sLine.rfind("dynamics ", 0) != 0)
-            continue;
-        std::istringstream line(sLine);
-        std::string sEffect, sPreset, sLayout, sRealTime;
-        uint32_t uBlock = 0, uRate = 0;
-        double fNs = 0.0;
-        uint64_t uAllocs = 1;
-        ASSERT_TRUE(line >> sEffect >> sPreset >> sLayout >> uBlock >> uRate >> sRealTime >> fNs >> uAllocs) << sLine;
-        EXPECT_EQ(sLayout, "stereo");
-        EXPECT_TRUE(uBlock == 512 || uBlock == 64) << uBlock;
-        EXPECT_EQ(uRate, 48000u);
-        EXPECT_EQ(uAllocs, 0u) << sLine;
-        EXPECT_GT(fNs, 0.0);
-        ++uRows;
+    const std::pair<std::vector<std::string>, std::vector<uint32_t>> aCases[] = {
+        {{}, {512, 64}}, {{"--block", "100"}, {100}}};
+    for (const auto& c : aCases) {
+        std::vector<std::string> args = {"bench", "dynamics", "--seconds", "0.1"};
+        args.insert(args.end(), c.first.begin(), c.first.end());
+        const QwfxRunResult result = RunQwfx(args, dir);
+        ASSERT_EQ(result.iStatus, 0) << result.sErr;
+        std::vector<uint32_t> blocks;
+        for (const std::string& sLine : result.OutLines()) {
+            if (sLine.rfind("dynamics ", 0) != 0)
+                continue;
+            std::istringstream line(sLine);
+            std::string sEffect, sPreset, sLayout, sRealTime;
+            uint32_t uBlock = 0, uRate = 0;
+            double fNs = 0.0;
+            uint64_t uAllocs = 1;
+            ASSERT_TRUE(line >> sEffect >> sPreset >> sLayout >> uBlock >> uRate >> sRealTime >> fNs >> uAllocs) << sLine;
+            EXPECT_EQ(sLayout, "stereo");
+            EXPECT_EQ(uRate, 48000u);
+            EXPECT_EQ(uAllocs, 0u) << sLine;
+            EXPECT_GT(fNs, 0.0);
+            if (std::find(blocks.begin(), blocks.end(), uBlock) == blocks.end())
+                blocks.push_back(uBlock);
+        }
+        EXPECT_EQ(blocks, c.second) << result.sOut;
     }
-    // Each bench preset at both block lengths.
-    EXPECT_EQ(uRows % 2, 0u);
-    EXPECT_GE(uRows, 2u) << result.sOut;
 }

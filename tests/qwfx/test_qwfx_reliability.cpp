@@ -2,29 +2,11 @@
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <fstream>
-#include "qwfx/lib/qwaudiofile.h"
 #include "qwfx/lib/qwreverbmodel.h"
-#include "support/qwfxrun.h"
+#include "qwfx/qwfxe2e.h"
 #include "support/testboxmodel.h"
 
 namespace {
-
-std::string WriteBytes(const TestTempDir& in_dir, const std::string& in_sName, const std::vector<uint8_t>& in_bytes)
-{
-    const std::string sPath = in_dir.File(in_sName);
-    std::ofstream(sPath, std::ios::binary).write(reinterpret_cast<const char*>(in_bytes.data()), in_bytes.size());
-    return sPath;
-}
-
-QwPlanarAudio ReadBack(const std::string& in_sPath)
-{
-    QwPlanarAudio audio;
-    std::string sError;
-    EXPECT_TRUE(QwReadAudioFile(in_sPath, audio, sError)) << sError;
-    return audio;
-}
 
 } // namespace
 
@@ -43,10 +25,11 @@ TEST(QwfxReliability, UnevenBlocksFollowTheShortBlockRule)
     QwPlanarAudio input(48000, 2, uFrames);
     for (uint32_t c = 0; c < 2; ++c)
         input.channels[c] = TestNoise(uFrames, 10 + c);
-    std::string sError;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("in.wav"), input, sError)) << sError;
-    const std::string sModel = WriteBytes(dir, "model.bin", QwWriteReverbModel(QwSyntheticReverbModel(48000, 20.0f)));
-    const std::string sIr = WriteBytes(dir, "ir.bin", MakeBoxModelBlob(-3.0f, TestNoise(700, 3)));
+    WriteWav(dir, "in.wav", input);
+    const std::vector<uint8_t> model = QwWriteReverbModel(QwSyntheticReverbModel(48000, 20.0f));
+    const std::vector<uint8_t> ir = MakeBoxModelBlob(-3.0f, TestNoise(700, 3));
+    const std::string sModel = WriteBytes(dir, "model.bin", model.data(), model.size());
+    const std::string sIr = WriteBytes(dir, "ir.bin", ir.data(), ir.size());
 
     // The valid lengths as the render loop hands them.
     std::vector<uint16_t> blocks;
@@ -69,15 +52,14 @@ TEST(QwfxReliability, UnevenBlocksFollowTheShortBlockRule)
                     channel.resize(channel.size() + 512 - v, 0.0f);
             }
         }
-        std::string sWriteError;
-        EXPECT_TRUE(QwWriteFloatWav(dir.File("ref-in.wav"), reference, sWriteError)) << sWriteError;
+        WriteWav(dir, "ref-in.wav", reference);
         std::vector<std::string> args = {"render", in_args[0], dir.File("ref-in.wav"), dir.File("ref.wav"),
                                          "--block", "512"};
         args.insert(args.end(), in_args.begin() + 1, in_args.end());
         const QwfxRunResult result = RunQwfx(args, dir);
         EXPECT_EQ(result.iStatus, 0) << result.sErr;
-        const QwPlanarAudio uneven = ReadBack(dir.File("uneven.wav"));
-        const QwPlanarAudio ref = ReadBack(dir.File("ref.wav"));
+        const QwPlanarAudio uneven = ReadWav(dir.File("uneven.wav"));
+        const QwPlanarAudio ref = ReadWav(dir.File("ref.wav"));
         // Each block's valid frames, then from the last input block on output and tail run on
         // contiguously in both.
         std::vector<std::pair<size_t, size_t>> map; // (uneven frame, reference frame)
@@ -135,56 +117,7 @@ TEST(QwfxReliability, UnevenBlocksFollowTheShortBlockRule)
     }
 }
 
-// A media record whose count asks for far more than its bytes hold. The box modeler trusts its
-// tap count, so the budget refuses the taps' vector and Init answers 52; the reverb tests the
-// record's size against its counts first and refuses it with 52 on its own.
-TEST(QwfxReliability, CorruptedCountsEndInOneClearLine)
-{
-    TestTempDir dir;
-    std::string sError;
-    ASSERT_TRUE(QwWriteFloatWav(dir.File("in.wav"), QwPlanarAudio(48000, 2, 4800), sError)) << sError;
-    std::vector<uint8_t> box = MakeBoxModelBlob(0.0f, TestNoise(2048, 1));
-    std::vector<uint8_t> reverb = QwWriteReverbModel(QwSyntheticReverbModel(48000, 20.0f));
-    // Effect, record, offset of its count, the count, --memory-limit (null: default), text expected.
-    struct Case
-    {
-        const char *pszEffect;
-        std::vector<uint8_t>& record;
-        size_t uOffset;
-        uint32_t uCount;
-        const char *pszLimit, *pszText;
-    };
-    const Case aCases[] = {
-        // 0xFFFFFFFF taps are 16 GB of floats, 0x10000000 taps exactly 1 GB: past the default.
-        {"box-modeler", box, 4, 0xFFFFFFFFu, nullptr, "memory limit of 1024 MB refused 1 request, the largest for 16384.0 MB"},
-        {"box-modeler", box, 4, 0x10000000u, nullptr, "memory limit of 1024 MB refused 1 request, the largest for 1024.0 MB"},
-        {"box-modeler", box, 4, 20000000u, "64", "memory limit of 64 MB refused 1 request, the largest for 76.3 MB"},
-        {"reverb", reverb, 28, 0xFFFFFFFFu, nullptr, "1 assertion fired, first \"false\""},
-        {"reverb", reverb, 28, 2u, nullptr, "1 assertion fired, first \"false\""},
-    };
-    for (const Case& c : aCases) {
-        std::vector<uint8_t> record = c.record;
-        std::memcpy(record.data() + c.uOffset, &c.uCount, 4);
-        std::vector<std::string> args = {"render", c.pszEffect, dir.File("in.wav"), dir.File("out.wav"),
-                                         "--media", WriteBytes(dir, "record.bin", record)};
-        if (c.pszLimit)
-            args.insert(args.end(), {"--memory-limit", c.pszLimit});
-        const QwfxRunResult result = RunQwfx(args, dir);
-        EXPECT_EQ(result.iStatus, 1) << c.pszEffect << " " << c.uCount;
-        const auto lines = result.ErrLines();
-        ASSERT_EQ(lines.size(), 1u) << result.sErr;
-        EXPECT_NE(lines[0].find("Init returned 52 (out of memory"), std::string::npos) << lines[0];
-        EXPECT_NE(lines[0].find(c.pszText), std::string::npos) << lines[0];
-        EXPECT_FALSE(std::filesystem::exists(dir.File("out.wav")));
-    }
-    // The same record with its true count renders under a budget of 8 MB.
-    const std::vector<std::string> args = {"render", "box-modeler", dir.File("in.wav"), dir.File("out.wav"),
-                                           "--media", WriteBytes(dir, "record.bin", box), "--memory-limit", "8"};
-    const QwfxRunResult result = RunQwfx(args, dir);
-    EXPECT_EQ(result.iStatus, 0) << result.sErr;
-}
-
-// A short stress run of one effect: one line of counts, no failures; bad options one line.
+// A short stress run of one effect: one line of counts, no failures.
 TEST(QwfxReliability, StressPrintsItsCountsAndFailsOnlyForCause)
 {
     TestTempDir dir;
@@ -193,9 +126,4 @@ TEST(QwfxReliability, StressPrintsItsCountsAndFailsOnlyForCause)
     const auto lines = result.OutLines();
     ASSERT_EQ(lines.size(), 2u) << result.sOut;
     EXPECT_EQ(lines[1].substr(lines[1].size() - 2), " 0") << lines[1]; // failures
-    for (const char* pszBad : {"--seconds=0", "--seed=-1", "--bogus", "no-such-effect"}) {
-        const QwfxRunResult bad = RunQwfx({"stress", pszBad}, dir);
-        EXPECT_EQ(bad.iStatus, 2) << pszBad;
-        EXPECT_EQ(bad.ErrLines().size(), 1u) << bad.sErr;
-    }
 }

@@ -1,9 +1,6 @@
 // qwfx render end to end through a stand-in module whose effect is a plain gain with a
 // chosen tail, Init result and media need: what reaches the effect and what reaches OUT.
 #include <gtest/gtest.h>
-#include <sndfile.h>
-#include <cstring>
-#include <fstream>
 #include "qwfx/qwfxe2e.h"
 
 namespace {
@@ -15,13 +12,6 @@ struct FakeBlock
     uint32_t uTailFrames;
     uint32_t uFlags;   // 1: needs media, 2: asserts in every Execute
 };
-
-std::string WriteBytes(const TestTempDir& in_dir, const char* in_pszName, const void* in_pData, size_t in_uSize)
-{
-    std::ofstream file(in_dir.File(in_pszName), std::ios::binary);
-    file.write(static_cast<const char*>(in_pData), static_cast<std::streamsize>(in_uSize));
-    return in_dir.File(in_pszName);
-}
 
 QwPlanarAudio Programme(uint32_t in_uRate, uint32_t in_uChannels, size_t in_uFrames)
 {
@@ -53,14 +43,8 @@ TEST(QwfxRender, OutputIsTheEffectsAnswerAsFloatWav)
     const QwfxRunResult result = RenderFake(dir, {0.5f, 1, 0, 0}, dir.File("out.wav"));
     ASSERT_EQ(result.iStatus, 0) << result.sErr;
     EXPECT_EQ(result.sErr, "");
-    SF_INFO info;
-    std::memset(&info, 0, sizeof(info));
-    SNDFILE* pFile = sf_open(dir.File("out.wav").c_str(), SFM_READ, &info);
-    ASSERT_NE(pFile, nullptr);
-    sf_close(pFile);
-    EXPECT_EQ(info.format, SF_FORMAT_WAV | SF_FORMAT_FLOAT);
-    EXPECT_EQ(info.samplerate, 44100);
     const QwPlanarAudio output = ReadWav(dir.File("out.wav"));
+    EXPECT_EQ(output.uSampleRate, 44100u);
     ASSERT_EQ(output.NumChannels(), 3u);
     ASSERT_EQ(output.NumFrames(), 3000u);
     for (uint32_t c = 0; c < 3; ++c)
@@ -103,30 +87,16 @@ TEST(QwfxRender, TailIsRenderedUpToMaxTail)
     }
 }
 
-TEST(QwfxRender, InitFailuresNameTheCodeAndWriteNothing)
+// Media reaches Init: the stand-in's gain is scaled by the media's 5 bytes (its Init failures are
+// in the command-line mistakes table).
+TEST(QwfxRender, MediaReachesInit)
 {
     TestTempDir dir;
     WriteWav(dir, "in.wav", Programme(48000, 1, 100));
-    const std::string sOut = dir.File("out.wav");
-    const std::pair<FakeBlock, const char*> aCases[] = {
-        {{1.0f, 52, 0, 0}, "Init returned 52 (out of memory"},
-        {{1.0f, 78, 0, 0}, "Init returned 78 (unsupported channel configuration)"},
-        {{1.0f, 1, 0, 1}, "Init returned 79 (required plug-in media missing or empty)"},
-    };
-    for (const auto& c : aCases) {
-        const QwfxRunResult result = RenderFake(dir, c.first, sOut);
-        EXPECT_EQ(result.iStatus, 1);
-        ExpectOneLineError(result, c.second, sOut);
-        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path), {}), 2);   // in.wav, block.bin
-    }
-    // With media the same effect runs; its gain is scaled by the media's 5 bytes.
     const std::string sMedia = WriteBytes(dir, "media.bin", "12345", 5);
-    const QwfxRunResult result = RenderFake(dir, {0.5f, 1, 0, 1}, sOut, {"--media", sMedia});
+    const QwfxRunResult result = RenderFake(dir, {0.5f, 1, 0, 1}, dir.File("out.wav"), {"--media", sMedia});
     ASSERT_EQ(result.iStatus, 0) << result.sErr;
-    EXPECT_EQ(ReadWav(sOut).channels[0][7], 2.5f * ReadWav(dir.File("in.wav")).channels[0][7]);
-    // Not registered in this module.
-    ExpectOneLineError(RunQwfx({"--module", QWFX_FAKE_MODULE_PATH, "render", "reverb", dir.File("in.wav"), sOut + "2"}, dir),
-                       "effect 'reverb' (plug-in 2) is not registered", sOut + "2");
+    EXPECT_EQ(ReadWav(dir.File("out.wav")).channels[0][7], 2.5f * ReadWav(dir.File("in.wav")).channels[0][7]);
 }
 
 TEST(QwfxRender, AssertionsAreListedAndStrictMakesThemStatus3)

@@ -46,11 +46,12 @@ struct QwfxRunResult
     }
 };
 
-// The program's stdout and stderr go to files in io_dir.
-inline QwfxRunResult RunQwfx(const std::vector<std::string>& in_args, const TestTempDir& in_dir)
+// The program's stdout and stderr go to files in io_dir; qwfx unless another program is named.
+inline QwfxRunResult RunQwfx(const std::vector<std::string>& in_args, const TestTempDir& in_dir,
+                             const char* in_pszProgram = QWFX_PATH)
 {
     std::vector<std::string> argStrings;
-    argStrings.push_back(QWFX_PATH);
+    argStrings.push_back(in_pszProgram);
     argStrings.insert(argStrings.end(), in_args.begin(), in_args.end());
     std::vector<char*> argv;
     for (std::string& sArg : argStrings)
@@ -65,7 +66,7 @@ inline QwfxRunResult RunQwfx(const std::vector<std::string>& in_args, const Test
     posix_spawn_file_actions_addopen(&actions, 2, sErrFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     QwfxRunResult result;
     pid_t pid = 0;
-    if (posix_spawn(&pid, QWFX_PATH, &actions, nullptr, argv.data(), environ) == 0) {
+    if (posix_spawn(&pid, in_pszProgram, &actions, nullptr, argv.data(), environ) == 0) {
         int iWait = 0;
         waitpid(pid, &iWait, 0);
         result.iStatus = WIFEXITED(iWait) ? WEXITSTATUS(iWait) : -1;

@@ -4,9 +4,9 @@
 //   flags bit 0: media index 0 is required (79 without it) and scales the gain by its size
 //   flags bit 1: every Execute reports the assertion "fake effect assertion"
 // Output is gain x input; the tail, if any, comes through the shared tail handler.
-#include <cstring>
 #include <new>
 #include "host/qwassert.h"
+#include "host/qwparamsframe.h"
 #include "host/qwpluginregistration.h"
 #include "host/qwtailhandler.h"
 
@@ -20,42 +20,29 @@ struct FakeValues
     uint32_t uFlags = 0;
 };
 
-class FakeParams : public QwPluginParam
+class FakeParams : public QwParamsFrame<FakeParams>
 {
 public:
     QwResult SetParam(uint16_t in_uId, const void* in_pValue, uint32_t) override
     {
         switch (in_uId) {
-        case 0: std::memcpy(&values.fGain, in_pValue, 4); return QW_Success;
-        case 1: std::memcpy(&values.uInitResult, in_pValue, 4); return QW_Success;
-        case 2: std::memcpy(&values.uTailFrames, in_pValue, 4); return QW_Success;
-        case 3: std::memcpy(&values.uFlags, in_pValue, 4); return QW_Success;
+        case 0: QwStoreRaw(values.fGain, in_pValue); return QW_Success;
+        case 1: QwStoreRaw(values.uInitResult, in_pValue); return QW_Success;
+        case 2: QwStoreRaw(values.uTailFrames, in_pValue); return QW_Success;
+        case 3: QwStoreRaw(values.uFlags, in_pValue); return QW_Success;
         default: return QW_UnknownParam;
         }
     }
-    QwPluginParam* Clone(QwPluginMemAlloc* in_pAllocator) override
+    void SetDefaults() { values = FakeValues(); }
+    // All 16 bytes whatever the size, as the real effects read them.
+    void ReadBlock(QwParamBlockReader& io_reader)
     {
-        void* pMemory = in_pAllocator->Malloc(sizeof(FakeParams), nullptr, -1);
-        return pMemory ? new (pMemory) FakeParams(*this) : nullptr;
+        values.fGain = io_reader.ReadF32();
+        values.uInitResult = io_reader.ReadU32();
+        values.uTailFrames = io_reader.ReadU32();
+        values.uFlags = io_reader.ReadU32();
     }
-    QwResult Init(QwPluginMemAlloc*, const void* in_pBlock, uint32_t in_ulBlockSize) override
-    {
-        values = FakeValues();
-        return in_ulBlockSize ? SetParamsBlock(in_pBlock, in_ulBlockSize) : QW_Success;
-    }
-    QwResult Term(QwPluginMemAlloc* in_pAllocator) override
-    {
-        this->~FakeParams();
-        in_pAllocator->Free(this);
-        return QW_Success;
-    }
-    QwResult SetParamsBlock(const void* in_pBlock, uint32_t in_ulBlockSize) override
-    {
-        // Reads all 16 bytes whatever the size, as the real effects do.
-        std::memcpy(&values, in_pBlock, sizeof(values));
-        QW_ASSERT_TEXT(in_ulBlockSize == sizeof(values), "in_ulBlockSize == 0 || eResult != QW_Success");
-        return QW_Success;
-    }
+    void SetAllDirty() {}
     FakeValues values;
 };
 
@@ -115,14 +102,8 @@ QwEffectPlugin* CreateFakeEffect(QwPluginMemAlloc* in_pAllocator)
     return pMemory ? new (pMemory) FakeEffect() : nullptr;
 }
 
-QwPluginParam* CreateFakeParams(QwPluginMemAlloc* in_pAllocator)
-{
-    void* pMemory = in_pAllocator->Malloc(sizeof(FakeParams), nullptr, -1);
-    return pMemory ? new (pMemory) FakeParams() : nullptr;
-}
-
 QwPluginRegistration s_record = {nullptr, QW_PLUGIN_TYPE_EFFECT, QW_COMPANY_ID, 8, &CreateFakeEffect,
-                                 &CreateFakeParams, {}};
+                                 &FakeParams::Create, {}};
 
 struct Registrar
 {

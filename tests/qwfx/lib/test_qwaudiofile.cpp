@@ -1,31 +1,13 @@
 // WAV files through libsndfile: float round trip, integer input scaling, failure leaves nothing.
 #include <gtest/gtest.h>
 #include <sndfile.h>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include "qwfx/lib/qwaudiofile.h"
-
-namespace {
-
-class TempDir
-{
-public:
-    TempDir()
-    {
-        std::string sPattern = (std::filesystem::temp_directory_path() / "qwfx-audio-XXXXXX").string();
-        path = mkdtemp(&sPattern[0]);
-    }
-    ~TempDir() { std::filesystem::remove_all(path); }
-    std::string File(const char* in_pszName) const { return (path / in_pszName).string(); }
-    std::filesystem::path path;
-};
-
-} // namespace
+#include "support/qwfxrun.h"
 
 TEST(QwAudioFile, FloatWavRoundTripIsExact)
 {
-    TempDir dir;
+    TestTempDir dir;
     QwPlanarAudio audio(44100, 3, 777);
     for (uint32_t c = 0; c < 3; ++c)
         for (size_t i = 0; i < 777; ++i)
@@ -54,7 +36,7 @@ TEST(QwAudioFile, FloatWavRoundTripIsExact)
 
 TEST(QwAudioFile, IntegerFilesReadAtFullScaleOne)
 {
-    TempDir dir;
+    TestTempDir dir;
     SF_INFO info;
     std::memset(&info, 0, sizeof(info));
     info.samplerate = 22050;
@@ -78,7 +60,7 @@ TEST(QwAudioFile, IntegerFilesReadAtFullScaleOne)
 
 TEST(QwAudioFile, FailuresNameTheFileAndLeaveNothing)
 {
-    TempDir dir;
+    TestTempDir dir;
     QwPlanarAudio audio(48000, 1, 10);
     std::string sError;
     EXPECT_FALSE(QwReadAudioFile(dir.File("missing.wav"), audio, sError));

@@ -32,18 +32,9 @@ TEST(QwBoxModel, PacksGainCountAndTapsLittleEndian)
     EXPECT_EQ(U32At(blob, 8), 0x3F000000u); // 0.5
     EXPECT_EQ(F32At(blob, 12), -0.25f);
     EXPECT_EQ(F32At(blob, 16), 1e-3f);
-}
-
-TEST(QwBoxModel, RefusesEmptyAndOverlongResponses)
-{
-    std::vector<uint8_t> blob;
-    std::string sError;
-    EXPECT_FALSE(QwPackBoxModel({}, 0.0f, blob, sError));
-    EXPECT_NE(sError.find("empty"), std::string::npos) << sError;
-    sError.clear();
-    EXPECT_FALSE(QwPackBoxModel(std::vector<float>(1000001, 0.1f), 0.0f, blob, sError));
-    EXPECT_NE(sError.find("1000001 taps"), std::string::npos) << sError;
+    // A million taps at most (the refusals' words are checked through qwfx box-model).
     EXPECT_TRUE(QwPackBoxModel(std::vector<float>(1000000, 0.1f), 0.0f, blob, sError));
     EXPECT_EQ(blob.size(), 4000008u);
+    EXPECT_FALSE(QwPackBoxModel(std::vector<float>(1000001, 0.1f), 0.0f, blob, sError));
+    EXPECT_FALSE(QwPackBoxModel({}, 0.0f, blob, sError));
 }
-
