@@ -104,12 +104,17 @@ void PartConvNoLock::Process(uint32_t uNumSamples, float* const* ppChannels)
     float* pTime = m_afTimeScratch.data();
     float* pSpectrum = m_afSpectrumScratch.data();
     float* pSum = m_afSpectrumSum.data();
+    const bool bLater = m_uNumPartitions > 1;
     uint32_t uDone = 0;
     while (uDone < uNumSamples) {
         uint32_t n = uNumSamples - uDone;
         if (n > B - m_uInputPos)
             n = B - m_uInputPos;
-        if (m_uNumPartitions > 1) {
+        // A chunk that is a whole partition from its start is the very block the later
+        // partitions transform next: one forward transform serves both, and the chunk needs no
+        // gathering.
+        const bool bWhole = bLater && n == B;
+        if (bLater && !bWhole) {
             for (uint32_t c = 0; c < m_uNumChannels; ++c)
                 ippsCopy_32f(n, ppChannels[c] + uDone, m_aafInputBlock[c].data() + m_uInputPos);
         }
@@ -120,37 +125,59 @@ void PartConvNoLock::Process(uint32_t uNumSamples, float* const* ppChannels)
             float* pOverlap = m_aafOverlap[c].data();
             ippsCopy_32f(n, pIo, pTime);
             ippsZero_32f(2 * B - n, pTime + n);
-            m_FFT.ForwardReal(pTime, pSpectrum);
-            ippsMul_32fc_I(uBins, Kernel(0), pSpectrum);
+            if (bWhole) {
+                float* pSlot = Slot(c, m_uSlot);
+                m_FFT.ForwardReal(pTime, pSlot);
+                ippsMul_32fc(uBins, Kernel(0), pSlot, pSpectrum);
+            } else {
+                m_FFT.ForwardReal(pTime, pSpectrum);
+                ippsMul_32fc_I(uBins, Kernel(0), pSpectrum);
+            }
             m_FFT.InverseReal(pSpectrum, pTime);
             ippsAdd_32f_I(2 * B - m_uOutputPos, pTime, pOverlap + m_uOutputPos);
             ippsCopy_32f(n, pOverlap + m_uOutputPos, pIo);
         }
         m_uOutputPos += n;
-        if (m_uOutputPos >= B) {
+        // Input and output positions move together, so a full partition and a full output
+        // block come at once; the later partitions then land in the moved-down overlap.
+        const bool bFull = bLater && m_uInputPos >= B;
+        const bool bShift = m_uOutputPos >= B;
+        if (bShift && !bFull) {
             for (uint32_t c = 0; c < m_uNumChannels; ++c) {
                 float* pOverlap = m_aafOverlap[c].data();
                 ippsCopy_32f(B, pOverlap + B, pOverlap);
                 ippsZero_32f(B, pOverlap + B);
             }
-            m_uOutputPos -= B;
         }
-        if (m_uNumPartitions > 1 && m_uInputPos >= B) {
-            // A whole partition has gathered: the later partitions land in the overlap from
-            // index 0, where their first output sample falls due.
+        if (bShift)
+            m_uOutputPos -= B;
+        if (bFull) {
+            // The later partitions land in the overlap from index 0, where their first output
+            // sample falls due.
             for (uint32_t c = 0; c < m_uNumChannels; ++c) {
-                ippsCopy_32f(B, m_aafInputBlock[c].data(), pTime);
-                ippsZero_32f(B, pTime + B);
-                m_FFT.ForwardReal(pTime, Slot(c, m_uSlot));
-                // The newest slot meets kernel 1, the oldest the last kernel.
-                m_pfnMac(uBins, uSpectrum, Slot(c, 0), m_uNumSlots, m_uSlot, Kernel(1), pSum);
+                if (!bWhole) {
+                    ippsCopy_32f(B, m_aafInputBlock[c].data(), pTime);
+                    ippsZero_32f(B, pTime + B);
+                    m_FFT.ForwardReal(pTime, Slot(c, m_uSlot));
+                }
+                // The newest slot meets kernel 1, the oldest the last kernel. The first channel
+                // stores its sum and later channels add to it: the sum is in effect cleared
+                // only before the first channel, deliberately, see the class comment.
+                m_pfnMac(uBins, uSpectrum, Slot(c, 0), m_uNumSlots, m_uSlot, Kernel(1), pSum, c != 0);
                 m_FFT.InverseReal(pSum, pTime);
-                ippsAdd_32f_I(2 * B, pTime, m_aafOverlap[c].data());
+                float* __restrict pOverlap = m_aafOverlap[c].data();
+                const float* __restrict pLate = pTime;
+                if (bShift) {
+                    // The move down and the addition in one pass; the upper half was silence.
+                    for (uint32_t i = 0; i < B; ++i)
+                        pOverlap[i] = pOverlap[B + i] + pLate[i];
+                    ippsCopy_32f(B, pLate + B, pOverlap + B);
+                } else {
+                    ippsAdd_32f_I(2 * B, pLate, pOverlap);
+                }
             }
             if (++m_uSlot >= m_uNumSlots)
                 m_uSlot = 0;
-            // Cleared here only, not between channels: deliberate, see the class comment.
-            ippsZero_32f(uSpectrum, pSum);
         }
         if (m_uInputPos >= B)
             m_uInputPos -= B;
