@@ -5,12 +5,22 @@
 // Both versions against the sum written out in double: the slot steps back from the newest,
 // wrapping round the ring, while the kernel index steps forward. Without bAdd the old sum is
 // ignored (a stale value left there would show), and with no slots the result is zero.
-TEST(SpectrumRing, SumsRingTimesKernelsInEveryVersion)
+TEST(SpectrumRing, ProductsAndRingSumsInEveryVersion)
 {
     for (uint32_t uBins : {1u, 7u, 8u, 33u, 513u}) {
         const uint32_t uStride = 2 * uBins + 6, uNewest = 2;
         const std::vector<float> slots = RefNoise(5 * uStride, uBins), kernels = RefNoise(5 * uStride, uBins + 1);
         const std::vector<float> start = RefNoise(2 * uBins, uBins + 2);
+        // The single product: against double, and the vector version in place, bit for bit
+        // against the portable loop (neither fuses a multiply into an addition).
+        std::vector<float> mul(2 * uBins), mulSimd(start);
+        std::vector<cd> wantMul(uBins);
+        for (uint32_t i = 0; i < uBins; ++i)
+            wantMul[i] = cd(kernels[2 * i], kernels[2 * i + 1]) * cd(start[2 * i], start[2 * i + 1]);
+        SpectrumMulPortable(uBins, kernels.data(), start.data(), mul.data());
+        SelectSpectrumMul(true)(uBins, kernels.data(), mulSimd.data(), mulSimd.data());
+        EXPECT_LT(RefRelativeRms(RefPairs(mul), wantMul), 1e-6) << uBins;
+        EXPECT_EQ(mulSimd, mul) << uBins;
         for (uint32_t uSlots : {0u, 5u}) {
             std::vector<cd> products(uBins);
             for (uint32_t i = 0; i < uBins; ++i)

@@ -23,12 +23,14 @@ PartConvNoLock::PartConvNoLock(uint32_t uMaxTaps, uint32_t uNumChannels, uint32_
       m_uBlockOrder(uBlockOrder),
       m_sBlockSize(1 << uBlockOrder),
       m_uNumPartitions(0),
+      m_uTimeDirty(0),
       m_uInputPos(0),
       m_uNumSlots(0),
       m_uOutputPos(0),
       m_uSlot(0),
       m_bReady(false),
-      m_pfnMac(SelectSpectrumRingMac(true))
+      m_pfnMac(SelectSpectrumRingMac(true)),
+      m_pfnMul(SelectSpectrumMul(true))
 {
     m_FFT.InitReal(static_cast<uint32_t>(m_sFFTSize));
     m_aafInputBlock.resize(uNumChannels);
@@ -47,7 +49,8 @@ void PartConvNoLock::Plan(uint32_t uNumTaps)
     m_uNumSlots = uSlots;
     m_uNumPartitions = uSlots + 1;
     const uint32_t uSpectrum = Stride();
-    bool bOk = SizeZeroed(m_afTimeScratch, 2 * B) && SizeZeroed(m_afSpectrumScratch, uSpectrum) &&
+    bool bOk = SizeZeroed(m_afTimeScratch, 2 * B) && SizeZeroed(m_afInverseOut, 2 * B) &&
+               SizeZeroed(m_afSpectrumScratch, uSpectrum) &&
                SizeZeroed(m_afSpectrumSum, uSpectrum) && SizeZeroed(m_aafKernel, m_uNumPartitions * uSpectrum);
     bOk = bOk && m_aafInputBlock.size() == m_uNumChannels && m_aafOverlap.size() == m_uNumChannels &&
           m_aaafDelayLine.size() == m_uNumChannels;
@@ -56,6 +59,7 @@ void PartConvNoLock::Plan(uint32_t uNumTaps)
               SizeZeroed(m_aaafDelayLine[c], m_uNumSlots * uSpectrum);
     }
     m_bReady = bOk;
+    m_uTimeDirty = 0;
     m_uSlot = 0;
 }
 
@@ -79,10 +83,20 @@ bool PartConvNoLock::SetTaps(uint32_t uNumTaps, const float* pTaps, bool bKeepSt
             m_FFT.ForwardReal(pTime, Kernel(p));
             uLeft -= n;
         }
+        m_uTimeDirty = B; // each partition above cleared the whole array and wrote at most B taps
     }
     if (!bKeepState)
         Reset();
     return true;
+}
+
+void PartConvNoLock::PlaceInput(uint32_t n, const float* pSrc)
+{
+    float* pTime = m_afTimeScratch.data();
+    ippsCopy_32f(n, pSrc, pTime);
+    if (m_uTimeDirty > n)
+        ippsZero_32f(m_uTimeDirty - n, pTime + n);
+    m_uTimeDirty = n;
 }
 
 void PartConvNoLock::ProcessMono(uint32_t uNumSamples, float* pSamples)
@@ -101,7 +115,8 @@ void PartConvNoLock::Process(uint32_t uNumSamples, float* const* ppChannels)
     const uint32_t uSpectrum = Stride();
     if (!m_bReady)
         return;
-    float* pTime = m_afTimeScratch.data();
+    const float* pTime = m_afTimeScratch.data();
+    float* pInverse = m_afInverseOut.data();
     float* pSpectrum = m_afSpectrumScratch.data();
     float* pSum = m_afSpectrumSum.data();
     const bool bLater = m_uNumPartitions > 1;
@@ -123,18 +138,17 @@ void PartConvNoLock::Process(uint32_t uNumSamples, float* const* ppChannels)
         for (uint32_t c = 0; c < m_uNumChannels; ++c) {
             float* pIo = ppChannels[c] + uDone;
             float* pOverlap = m_aafOverlap[c].data();
-            ippsCopy_32f(n, pIo, pTime);
-            ippsZero_32f(2 * B - n, pTime + n);
+            PlaceInput(n, pIo);
             if (bWhole) {
                 float* pSlot = Slot(c, m_uSlot);
                 m_FFT.ForwardReal(pTime, pSlot);
-                ippsMul_32fc(uBins, Kernel(0), pSlot, pSpectrum);
+                m_pfnMul(uBins, Kernel(0), pSlot, pSpectrum);
             } else {
                 m_FFT.ForwardReal(pTime, pSpectrum);
-                ippsMul_32fc_I(uBins, Kernel(0), pSpectrum);
+                m_pfnMul(uBins, Kernel(0), pSpectrum, pSpectrum);
             }
-            m_FFT.InverseReal(pSpectrum, pTime);
-            ippsAdd_32f_I(2 * B - m_uOutputPos, pTime, pOverlap + m_uOutputPos);
+            m_FFT.InverseReal(pSpectrum, pInverse);
+            ippsAdd_32f_I(2 * B - m_uOutputPos, pInverse, pOverlap + m_uOutputPos);
             ippsCopy_32f(n, pOverlap + m_uOutputPos, pIo);
         }
         m_uOutputPos += n;
@@ -156,17 +170,16 @@ void PartConvNoLock::Process(uint32_t uNumSamples, float* const* ppChannels)
             // sample falls due.
             for (uint32_t c = 0; c < m_uNumChannels; ++c) {
                 if (!bWhole) {
-                    ippsCopy_32f(B, m_aafInputBlock[c].data(), pTime);
-                    ippsZero_32f(B, pTime + B);
+                    PlaceInput(B, m_aafInputBlock[c].data());
                     m_FFT.ForwardReal(pTime, Slot(c, m_uSlot));
                 }
                 // The newest slot meets kernel 1, the oldest the last kernel. The first channel
                 // stores its sum and later channels add to it: the sum is in effect cleared
                 // only before the first channel, deliberately, see the class comment.
                 m_pfnMac(uBins, uSpectrum, Slot(c, 0), m_uNumSlots, m_uSlot, Kernel(1), pSum, c != 0);
-                m_FFT.InverseReal(pSum, pTime);
+                m_FFT.InverseReal(pSum, pInverse);
                 float* __restrict pOverlap = m_aafOverlap[c].data();
-                const float* __restrict pLate = pTime;
+                const float* __restrict pLate = pInverse;
                 if (bShift) {
                     // The move down and the addition in one pass; the upper half was silence.
                     for (uint32_t i = 0; i < B; ++i)

@@ -4,6 +4,7 @@
 #if defined(__x86_64__)
 void SpectrumRingMacAvx2(uint32_t uBins, uint32_t uStride, const float* pSlots, uint32_t uNumSlots,
                          uint32_t uNewest, const float* pKernels, float* pSum, bool bAdd);
+void SpectrumMulAvx2(uint32_t uBins, const float* pA, const float* pB, float* pDst);
 #endif
 
 namespace {
@@ -56,4 +57,25 @@ SpectrumRingMacFn SelectSpectrumRingMac(bool bAllowSimd)
     (void)bAllowSimd;
 #endif
     return SpectrumRingMacPortable;
+}
+
+void SpectrumMulPortable(uint32_t uBins, const float* pA, const float* pB, float* pDst)
+{
+    for (uint32_t i = 0; i < uBins; ++i) {
+        const float ar = pA[2 * i], ai = pA[2 * i + 1];
+        const float br = pB[2 * i], bi = pB[2 * i + 1];
+        pDst[2 * i] = ar * br - ai * bi;
+        pDst[2 * i + 1] = ar * bi + ai * br;
+    }
+}
+
+SpectrumMulFn SelectSpectrumMul(bool bAllowSimd)
+{
+#if defined(__x86_64__)
+    if (bAllowSimd && FftHasAvx2())
+        return SpectrumMulAvx2;
+#else
+    (void)bAllowSimd;
+#endif
+    return SpectrumMulPortable;
 }

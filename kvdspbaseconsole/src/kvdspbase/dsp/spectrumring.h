@@ -15,3 +15,9 @@ void SpectrumRingMacPortable(uint32_t uBins, uint32_t uStride, const float* pSlo
                              uint32_t uNewest, const float* pKernels, float* pSum, bool bAdd);
 // The AVX2 version where the processor has it and bAllowSimd is set, else the portable one.
 SpectrumRingMacFn SelectSpectrumRingMac(bool bAllowSimd);
+
+// pDst[bins] = pA[bins] * pB[bins], complex; pDst may be pA or pB. Every version rounds each
+// product and then each sum or difference, as the portable loop does, so all give the same bits.
+typedef void (*SpectrumMulFn)(uint32_t uBins, const float* pA, const float* pB, float* pDst);
+void SpectrumMulPortable(uint32_t uBins, const float* pA, const float* pB, float* pDst);
+SpectrumMulFn SelectSpectrumMul(bool bAllowSimd);
