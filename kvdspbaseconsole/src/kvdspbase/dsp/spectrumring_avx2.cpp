@@ -48,9 +48,35 @@ KV_AVX2 void SpectrumMulAvx2(uint32_t uBins, const float* pA, const float* pB, f
     }
 }
 
-// Sixteen bins of the sum at a time stay in registers while every slot passes through them, so
-// the sum is loaded and stored once rather than once a slot. Each bin still adds its products
-// in slot order, as the slot-by-slot loop did, so the bits are the same.
+namespace {
+
+// d = a0 * b0 + a1 * b1 over whole groups of eight bins, the first product added to the old d
+// when bAdd is set, else stored; the additions run left to right.
+template <uint32_t K>
+KV_AVX2 void MacPass(uint32_t uBins, const float* const* a, const float* const* b, float* d, bool bAdd)
+{
+    for (uint32_t o = 0; o + 16 <= 2 * uBins; o += 16) {
+        __m256 d0 = Mul4(_mm256_loadu_ps(a[0] + o), _mm256_loadu_ps(b[0] + o));
+        __m256 d1 = Mul4(_mm256_loadu_ps(a[0] + o + 8), _mm256_loadu_ps(b[0] + o + 8));
+        if (bAdd) {
+            d0 = _mm256_add_ps(_mm256_loadu_ps(d + o), d0);
+            d1 = _mm256_add_ps(_mm256_loadu_ps(d + o + 8), d1);
+        }
+        for (uint32_t k = 1; k < K; ++k) {
+            d0 = _mm256_add_ps(d0, Mul4(_mm256_loadu_ps(a[k] + o), _mm256_loadu_ps(b[k] + o)));
+            d1 = _mm256_add_ps(d1, Mul4(_mm256_loadu_ps(a[k] + o + 8), _mm256_loadu_ps(b[k] + o + 8)));
+        }
+        _mm256_storeu_ps(d + o, d0);
+        _mm256_storeu_ps(d + o + 8, d1);
+    }
+}
+
+} // namespace
+
+// Slots go through in pairs, so the sum is loaded and stored once for two products; each bin
+// still adds its products in slot order, so the bits are those of one slot a pass. (Holding
+// the sum in registers across all slots instead costs fewer instructions but ran slower: it
+// reads as many streams at once as there are slots.)
 KV_AVX2 void SpectrumRingMacAvx2(uint32_t uBins, uint32_t uStride, const float* pSlots, uint32_t uNumSlots,
                                  uint32_t uNewest, const float* pKernels, float* pSum, bool bAdd)
 {
@@ -59,41 +85,24 @@ KV_AVX2 void SpectrumRingMacAvx2(uint32_t uBins, uint32_t uStride, const float* 
             pSum[i] = 0.0f;
         return;
     }
-    // The ring read from the newest slot back to slot 0, then from the last slot back to the
-    // one after the newest.
-    const uint32_t uFirstRun = uNewest + 1;
-    const float* pNewest = pSlots + uNewest * uStride;
-    const float* pLast = pSlots + (uNumSlots - 1) * uStride;
-    uint32_t i = 0;
-    for (; i + 16 <= uBins; i += 16) {
-        const uint32_t o = 2 * i;
-        __m256 d0, d1, d2, d3;
-        const float* a = pNewest + o;
-        const float* b = pKernels + o;
-        if (bAdd) {
-            d0 = _mm256_add_ps(_mm256_loadu_ps(pSum + o), Mul4(_mm256_loadu_ps(a), _mm256_loadu_ps(b)));
-            d1 = _mm256_add_ps(_mm256_loadu_ps(pSum + o + 8), Mul4(_mm256_loadu_ps(a + 8), _mm256_loadu_ps(b + 8)));
-            d2 = _mm256_add_ps(_mm256_loadu_ps(pSum + o + 16), Mul4(_mm256_loadu_ps(a + 16), _mm256_loadu_ps(b + 16)));
-            d3 = _mm256_add_ps(_mm256_loadu_ps(pSum + o + 24), Mul4(_mm256_loadu_ps(a + 24), _mm256_loadu_ps(b + 24)));
-        } else {
-            d0 = Mul4(_mm256_loadu_ps(a), _mm256_loadu_ps(b));
-            d1 = Mul4(_mm256_loadu_ps(a + 8), _mm256_loadu_ps(b + 8));
-            d2 = Mul4(_mm256_loadu_ps(a + 16), _mm256_loadu_ps(b + 16));
-            d3 = Mul4(_mm256_loadu_ps(a + 24), _mm256_loadu_ps(b + 24));
+    uint32_t uSlot = uNewest;
+    for (uint32_t j = 0; j < uNumSlots;) {
+        const float* a[2];
+        const float* b[2];
+        uint32_t k = 0;
+        for (; k < 2 && j + k < uNumSlots; ++k) {
+            a[k] = pSlots + uSlot * uStride;
+            b[k] = pKernels + (j + k) * uStride;
+            uSlot = uSlot == 0 ? uNumSlots - 1 : uSlot - 1;
         }
-        for (uint32_t j = 1; j < uNumSlots; ++j) {
-            a = j < uFirstRun ? a - uStride : pLast + o - (j - uFirstRun) * uStride;
-            b += uStride;
-            d0 = _mm256_add_ps(d0, Mul4(_mm256_loadu_ps(a), _mm256_loadu_ps(b)));
-            d1 = _mm256_add_ps(d1, Mul4(_mm256_loadu_ps(a + 8), _mm256_loadu_ps(b + 8)));
-            d2 = _mm256_add_ps(d2, Mul4(_mm256_loadu_ps(a + 16), _mm256_loadu_ps(b + 16)));
-            d3 = _mm256_add_ps(d3, Mul4(_mm256_loadu_ps(a + 24), _mm256_loadu_ps(b + 24)));
-        }
-        _mm256_storeu_ps(pSum + o, d0);
-        _mm256_storeu_ps(pSum + o + 8, d1);
-        _mm256_storeu_ps(pSum + o + 16, d2);
-        _mm256_storeu_ps(pSum + o + 24, d3);
+        if (k == 2)
+            MacPass<2>(uBins, a, b, pSum, bAdd || j != 0);
+        else
+            MacPass<1>(uBins, a, b, pSum, bAdd || j != 0);
+        j += k;
     }
+    // The last bins (fewer than eight), slot by slot in the same order.
+    uint32_t i = uBins & ~7u;
     for (; i < uBins; ++i) {
         float dr = 0.0f, di = 0.0f;
         uint32_t uSlot = uNewest;
