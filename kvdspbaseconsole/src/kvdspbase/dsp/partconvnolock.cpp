@@ -108,6 +108,93 @@ void PartConvNoLock::ProcessMono(uint32_t uNumSamples, float* pSamples)
     Process(uNumSamples, &pSamples);
 }
 
+void PartConvNoLock::ProcessMonoBeside(uint32_t uNumSamples, float* pSamples, PartConvNoLock& io_twin,
+                                       float* pTwinSamples)
+{
+    PartConvNoLock& twin = io_twin;
+    if (&twin == this || m_uNumChannels != 1 || twin.m_uNumChannels != 1 || !m_bReady || !twin.m_bReady ||
+        twin.m_sBlockSize != m_sBlockSize || twin.m_uInputPos != m_uInputPos || twin.m_uOutputPos != m_uOutputPos) {
+        ProcessMono(uNumSamples, pSamples);
+        twin.ProcessMono(uNumSamples, pTwinSamples);
+        return;
+    }
+    const uint32_t B = static_cast<uint32_t>(m_sBlockSize);
+    // The twin runs first: the shared transforms stand in this object's scratch, which its own
+    // chunk then overwrites.
+    PartConvNoLock* const apConv[2] = {&twin, this};
+    float* const apIo[2] = {pTwinSamples, pSamples};
+    float* pNew = m_afSpectrumScratch.data();
+    uint32_t uDone = 0;
+    while (uDone < uNumSamples) {
+        uint32_t n = uNumSamples - uDone;
+        if (n > B - m_uInputPos)
+            n = B - m_uInputPos;
+        const float* pGathered = nullptr;
+        for (PartConvNoLock* pConv : apConv) {
+            if (pConv->m_uNumPartitions > 1) {
+                ippsCopy_32f(n, pSamples + uDone, pConv->m_aafInputBlock[0].data() + m_uInputPos);
+                pGathered = pConv->m_aafInputBlock[0].data();
+            }
+        }
+        PlaceInput(n, pSamples + uDone);
+        m_FFT.ForwardReal(m_afTimeScratch.data(), pNew);
+        // A chunk that is a whole partition from its start is the block itself.
+        const float* pBlock = pNew;
+        if (pGathered && n < B && m_uInputPos + n >= B) {
+            PlaceInput(B, pGathered);
+            m_FFT.ForwardReal(m_afTimeScratch.data(), m_afSpectrumSum.data());
+            pBlock = m_afSpectrumSum.data();
+        }
+        for (uint32_t k = 0; k < 2; ++k)
+            apConv[k]->MonoChunk(n, apIo[k] + uDone, pNew, pBlock);
+        uDone += n;
+    }
+}
+
+void PartConvNoLock::MonoChunk(uint32_t n, float* pIo, const float* pNew, const float* pBlock)
+{
+    const uint32_t B = static_cast<uint32_t>(m_sBlockSize);
+    const uint32_t uBins = B + 1;
+    const bool bLater = m_uNumPartitions > 1;
+    m_uInputPos += n;
+    const bool bFull = bLater && m_uInputPos >= B;
+    // Into the delay line before the product below may overwrite pBlock (it can be this object's
+    // scratch).
+    if (bFull)
+        ippsCopy_32f(Stride(), pBlock, Slot(0, m_uSlot));
+    float* pSpectrum = m_afSpectrumScratch.data();
+    float* pInverse = m_afInverseOut.data();
+    float* pOverlap = m_aafOverlap[0].data();
+    m_pfnMul(uBins, Kernel(0), pNew, pSpectrum);
+    m_FFT.InverseReal(pSpectrum, pInverse);
+    ippsAdd_32f_I(2 * B - m_uOutputPos, pInverse, pOverlap + m_uOutputPos);
+    ippsCopy_32f(n, pOverlap + m_uOutputPos, pIo);
+    m_uOutputPos += n;
+    const bool bShift = m_uOutputPos >= B;
+    if (bShift && !bFull) {
+        ippsCopy_32f(B, pOverlap + B, pOverlap);
+        ippsZero_32f(B, pOverlap + B);
+    }
+    if (bShift)
+        m_uOutputPos -= B;
+    if (bFull) {
+        float* pSum = m_afSpectrumSum.data();
+        m_pfnMac(uBins, Stride(), Slot(0, 0), m_uNumSlots, m_uSlot, Kernel(1), pSum, false);
+        m_FFT.InverseReal(pSum, pInverse);
+        if (bShift) {
+            for (uint32_t i = 0; i < B; ++i)
+                pOverlap[i] = pOverlap[B + i] + pInverse[i];
+            ippsCopy_32f(B, pInverse + B, pOverlap + B);
+        } else {
+            ippsAdd_32f_I(2 * B, pInverse, pOverlap);
+        }
+        if (++m_uSlot >= m_uNumSlots)
+            m_uSlot = 0;
+    }
+    if (m_uInputPos >= B)
+        m_uInputPos -= B;
+}
+
 void PartConvNoLock::Process(uint32_t uNumSamples, float* const* ppChannels)
 {
     const uint32_t B = static_cast<uint32_t>(m_sBlockSize);

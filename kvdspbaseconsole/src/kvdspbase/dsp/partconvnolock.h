@@ -22,6 +22,11 @@ public:
     // In place, one array per channel; any sample count. Allocates nothing.
     void Process(uint32_t uNumSamples, float* const* ppChannels);
     void ProcessMono(uint32_t uNumSamples, float* pSamples);
+    // ProcessMono of this object and of io_twin, another one-channel object of the same partition
+    // length, on the same input: pSamples and pTwinSamples hold equal samples on entry. Each input
+    // transform is made once and serves both, with the same bits as two separate runs. Objects
+    // out of step (another partition length or position) simply run one after the other.
+    void ProcessMonoBeside(uint32_t uNumSamples, float* pSamples, PartConvNoLock& io_twin, float* pTwinSamples);
     // Clears the signal state, keeps the kernel.
     void Reset();
 
@@ -39,6 +44,10 @@ private:
     void Plan(uint32_t uNumTaps);
     // Copies n samples to the start of the transform input and zeroes what is left of older ones.
     void PlaceInput(uint32_t n, const float* pSrc);
+    // One chunk of a one-channel object whose input transforms are given: pNew of the n new
+    // samples, pBlock of the whole partition they complete (read only if they complete one).
+    // The samples must already be gathered into m_aafInputBlock.
+    void MonoChunk(uint32_t n, float* pIo, const float* pNew, const float* pBlock);
     uint32_t Stride() const { return static_cast<uint32_t>(2 * m_sBlockSize + 2); }
     float* Kernel(uint32_t p) { return m_aafKernel.data() + p * Stride(); }
     float* Slot(uint32_t c, uint32_t s) { return m_aaafDelayLine[c].data() + s * Stride(); }
