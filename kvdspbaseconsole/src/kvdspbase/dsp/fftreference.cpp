@@ -199,8 +199,13 @@ void FftReference::ForwardReal(const float* in_pIn, float* out_pOut)
         const int32_t im = static_cast<int32_t>(H) - 1, ipm = static_cast<int32_t>(H) + 1, ip2 = m_sFFT - 1;
         QW_ASSERT(im>=0 && im<m_sFFT && ipm>=0 && ipm<m_sFFT && ip2>=0 && ip2<m_sFFT);
     }
-    m_pKernels->Deinterleave(H, in_pIn, zr, zi);
-    m_pHalfFFT->RunComplex(zr, zi, zr, zi, tr, tr + H);
+    // With an odd number of stages the first one reads the scratch (the stages alternate and the
+    // last writes the result), so the input goes there and RunComplex copies nothing.
+    const bool bViaScratch = ((m_pHalfFFT->m_uOrder + 1) / 2) & 1;
+    float* xr = bViaScratch ? tr : zr;
+    float* xi = bViaScratch ? tr + H : zi;
+    m_pKernels->Deinterleave(H, in_pIn, xr, xi);
+    m_pHalfFFT->RunComplex(xr, xi, zr, zi, tr, tr + H);
     m_pKernels->RealPost(H, m_afRealTwiddle.data(), zr, zi, out_pOut);
 }
 
@@ -223,8 +228,12 @@ void FftReference::InverseReal(const float* in_pIn, float* out_pOut)
     float* ar = m_afRealWork.data();
     float* ai = ar + H;
     float* tr = m_pHalfFFT->m_afComplexWork.data();
-    m_pKernels->RealPre(H, m_afRealTwiddle.data(), in_pIn, ar, ai);
-    m_pHalfFFT->RunComplex(ar, ai, ar, ai, tr, tr + H);
+    // As in ForwardReal: an odd number of stages starts from the scratch.
+    const bool bViaScratch = ((m_pHalfFFT->m_uOrder + 1) / 2) & 1;
+    float* xr = bViaScratch ? tr : ar;
+    float* xi = bViaScratch ? tr + H : ai;
+    m_pKernels->RealPre(H, m_afRealTwiddle.data(), in_pIn, xr, xi);
+    m_pHalfFFT->RunComplex(xr, xi, ar, ai, tr, tr + H);
     // (ar, ai) now holds (odd, even) samples.
     m_pKernels->Interleave(H, ai, ar, out_pOut);
 }

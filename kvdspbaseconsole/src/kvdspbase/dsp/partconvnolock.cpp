@@ -23,12 +23,14 @@ PartConvNoLock::PartConvNoLock(uint32_t uMaxTaps, uint32_t uNumChannels, uint32_
       m_uBlockOrder(uBlockOrder),
       m_sBlockSize(1 << uBlockOrder),
       m_uNumPartitions(0),
+      m_uTimeDirty(0),
       m_uInputPos(0),
       m_uNumSlots(0),
       m_uOutputPos(0),
       m_uSlot(0),
       m_bReady(false),
-      m_pfnMac(SelectSpectrumRingMac(true))
+      m_pfnMac(SelectSpectrumRingMac(true)),
+      m_pfnMul(SelectSpectrumMul(true))
 {
     m_FFT.InitReal(static_cast<uint32_t>(m_sFFTSize));
     m_aafInputBlock.resize(uNumChannels);
@@ -47,7 +49,8 @@ void PartConvNoLock::Plan(uint32_t uNumTaps)
     m_uNumSlots = uSlots;
     m_uNumPartitions = uSlots + 1;
     const uint32_t uSpectrum = Stride();
-    bool bOk = SizeZeroed(m_afTimeScratch, 2 * B) && SizeZeroed(m_afSpectrumScratch, uSpectrum) &&
+    bool bOk = SizeZeroed(m_afTimeScratch, 2 * B) && SizeZeroed(m_afInverseOut, 2 * B) &&
+               SizeZeroed(m_afSpectrumScratch, uSpectrum) &&
                SizeZeroed(m_afSpectrumSum, uSpectrum) && SizeZeroed(m_aafKernel, m_uNumPartitions * uSpectrum);
     bOk = bOk && m_aafInputBlock.size() == m_uNumChannels && m_aafOverlap.size() == m_uNumChannels &&
           m_aaafDelayLine.size() == m_uNumChannels;
@@ -56,6 +59,7 @@ void PartConvNoLock::Plan(uint32_t uNumTaps)
               SizeZeroed(m_aaafDelayLine[c], m_uNumSlots * uSpectrum);
     }
     m_bReady = bOk;
+    m_uTimeDirty = 0;
     m_uSlot = 0;
 }
 
@@ -79,10 +83,20 @@ bool PartConvNoLock::SetTaps(uint32_t uNumTaps, const float* pTaps, bool bKeepSt
             m_FFT.ForwardReal(pTime, Kernel(p));
             uLeft -= n;
         }
+        m_uTimeDirty = B; // each partition above cleared the whole array and wrote at most B taps
     }
     if (!bKeepState)
         Reset();
     return true;
+}
+
+void PartConvNoLock::PlaceInput(uint32_t n, const float* pSrc)
+{
+    float* pTime = m_afTimeScratch.data();
+    ippsCopy_32f(n, pSrc, pTime);
+    if (m_uTimeDirty > n)
+        ippsZero_32f(m_uTimeDirty - n, pTime + n);
+    m_uTimeDirty = n;
 }
 
 void PartConvNoLock::ProcessMono(uint32_t uNumSamples, float* pSamples)
@@ -94,6 +108,93 @@ void PartConvNoLock::ProcessMono(uint32_t uNumSamples, float* pSamples)
     Process(uNumSamples, &pSamples);
 }
 
+void PartConvNoLock::ProcessMonoBeside(uint32_t uNumSamples, float* pSamples, PartConvNoLock& io_twin,
+                                       float* pTwinSamples)
+{
+    PartConvNoLock& twin = io_twin;
+    if (&twin == this || m_uNumChannels != 1 || twin.m_uNumChannels != 1 || !m_bReady || !twin.m_bReady ||
+        twin.m_sBlockSize != m_sBlockSize || twin.m_uInputPos != m_uInputPos || twin.m_uOutputPos != m_uOutputPos) {
+        ProcessMono(uNumSamples, pSamples);
+        twin.ProcessMono(uNumSamples, pTwinSamples);
+        return;
+    }
+    const uint32_t B = static_cast<uint32_t>(m_sBlockSize);
+    // The twin runs first: the shared transforms stand in this object's scratch, which its own
+    // chunk then overwrites.
+    PartConvNoLock* const apConv[2] = {&twin, this};
+    float* const apIo[2] = {pTwinSamples, pSamples};
+    float* pNew = m_afSpectrumScratch.data();
+    uint32_t uDone = 0;
+    while (uDone < uNumSamples) {
+        uint32_t n = uNumSamples - uDone;
+        if (n > B - m_uInputPos)
+            n = B - m_uInputPos;
+        const float* pGathered = nullptr;
+        for (PartConvNoLock* pConv : apConv) {
+            if (pConv->m_uNumPartitions > 1) {
+                ippsCopy_32f(n, pSamples + uDone, pConv->m_aafInputBlock[0].data() + m_uInputPos);
+                pGathered = pConv->m_aafInputBlock[0].data();
+            }
+        }
+        PlaceInput(n, pSamples + uDone);
+        m_FFT.ForwardReal(m_afTimeScratch.data(), pNew);
+        // A chunk that is a whole partition from its start is the block itself.
+        const float* pBlock = pNew;
+        if (pGathered && n < B && m_uInputPos + n >= B) {
+            PlaceInput(B, pGathered);
+            m_FFT.ForwardReal(m_afTimeScratch.data(), m_afSpectrumSum.data());
+            pBlock = m_afSpectrumSum.data();
+        }
+        for (uint32_t k = 0; k < 2; ++k)
+            apConv[k]->MonoChunk(n, apIo[k] + uDone, pNew, pBlock);
+        uDone += n;
+    }
+}
+
+void PartConvNoLock::MonoChunk(uint32_t n, float* pIo, const float* pNew, const float* pBlock)
+{
+    const uint32_t B = static_cast<uint32_t>(m_sBlockSize);
+    const uint32_t uBins = B + 1;
+    const bool bLater = m_uNumPartitions > 1;
+    m_uInputPos += n;
+    const bool bFull = bLater && m_uInputPos >= B;
+    // Into the delay line before the product below may overwrite pBlock (it can be this object's
+    // scratch).
+    if (bFull)
+        ippsCopy_32f(Stride(), pBlock, Slot(0, m_uSlot));
+    float* pSpectrum = m_afSpectrumScratch.data();
+    float* pInverse = m_afInverseOut.data();
+    float* pOverlap = m_aafOverlap[0].data();
+    m_pfnMul(uBins, Kernel(0), pNew, pSpectrum);
+    m_FFT.InverseReal(pSpectrum, pInverse);
+    ippsAdd_32f_I(2 * B - m_uOutputPos, pInverse, pOverlap + m_uOutputPos);
+    ippsCopy_32f(n, pOverlap + m_uOutputPos, pIo);
+    m_uOutputPos += n;
+    const bool bShift = m_uOutputPos >= B;
+    if (bShift && !bFull) {
+        ippsCopy_32f(B, pOverlap + B, pOverlap);
+        ippsZero_32f(B, pOverlap + B);
+    }
+    if (bShift)
+        m_uOutputPos -= B;
+    if (bFull) {
+        float* pSum = m_afSpectrumSum.data();
+        m_pfnMac(uBins, Stride(), Slot(0, 0), m_uNumSlots, m_uSlot, Kernel(1), pSum, false);
+        m_FFT.InverseReal(pSum, pInverse);
+        if (bShift) {
+            for (uint32_t i = 0; i < B; ++i)
+                pOverlap[i] = pOverlap[B + i] + pInverse[i];
+            ippsCopy_32f(B, pInverse + B, pOverlap + B);
+        } else {
+            ippsAdd_32f_I(2 * B, pInverse, pOverlap);
+        }
+        if (++m_uSlot >= m_uNumSlots)
+            m_uSlot = 0;
+    }
+    if (m_uInputPos >= B)
+        m_uInputPos -= B;
+}
+
 void PartConvNoLock::Process(uint32_t uNumSamples, float* const* ppChannels)
 {
     const uint32_t B = static_cast<uint32_t>(m_sBlockSize);
@@ -101,15 +202,21 @@ void PartConvNoLock::Process(uint32_t uNumSamples, float* const* ppChannels)
     const uint32_t uSpectrum = Stride();
     if (!m_bReady)
         return;
-    float* pTime = m_afTimeScratch.data();
+    const float* pTime = m_afTimeScratch.data();
+    float* pInverse = m_afInverseOut.data();
     float* pSpectrum = m_afSpectrumScratch.data();
     float* pSum = m_afSpectrumSum.data();
+    const bool bLater = m_uNumPartitions > 1;
     uint32_t uDone = 0;
     while (uDone < uNumSamples) {
         uint32_t n = uNumSamples - uDone;
         if (n > B - m_uInputPos)
             n = B - m_uInputPos;
-        if (m_uNumPartitions > 1) {
+        // A chunk that is a whole partition from its start is the very block the later
+        // partitions transform next: one forward transform serves both, and the chunk needs no
+        // gathering.
+        const bool bWhole = bLater && n == B;
+        if (bLater && !bWhole) {
             for (uint32_t c = 0; c < m_uNumChannels; ++c)
                 ippsCopy_32f(n, ppChannels[c] + uDone, m_aafInputBlock[c].data() + m_uInputPos);
         }
@@ -118,39 +225,59 @@ void PartConvNoLock::Process(uint32_t uNumSamples, float* const* ppChannels)
         for (uint32_t c = 0; c < m_uNumChannels; ++c) {
             float* pIo = ppChannels[c] + uDone;
             float* pOverlap = m_aafOverlap[c].data();
-            ippsCopy_32f(n, pIo, pTime);
-            ippsZero_32f(2 * B - n, pTime + n);
-            m_FFT.ForwardReal(pTime, pSpectrum);
-            ippsMul_32fc_I(uBins, Kernel(0), pSpectrum);
-            m_FFT.InverseReal(pSpectrum, pTime);
-            ippsAdd_32f_I(2 * B - m_uOutputPos, pTime, pOverlap + m_uOutputPos);
+            PlaceInput(n, pIo);
+            if (bWhole) {
+                float* pSlot = Slot(c, m_uSlot);
+                m_FFT.ForwardReal(pTime, pSlot);
+                m_pfnMul(uBins, Kernel(0), pSlot, pSpectrum);
+            } else {
+                m_FFT.ForwardReal(pTime, pSpectrum);
+                m_pfnMul(uBins, Kernel(0), pSpectrum, pSpectrum);
+            }
+            m_FFT.InverseReal(pSpectrum, pInverse);
+            ippsAdd_32f_I(2 * B - m_uOutputPos, pInverse, pOverlap + m_uOutputPos);
             ippsCopy_32f(n, pOverlap + m_uOutputPos, pIo);
         }
         m_uOutputPos += n;
-        if (m_uOutputPos >= B) {
+        // Input and output positions move together, so a full partition and a full output
+        // block come at once; the later partitions then land in the moved-down overlap.
+        const bool bFull = bLater && m_uInputPos >= B;
+        const bool bShift = m_uOutputPos >= B;
+        if (bShift && !bFull) {
             for (uint32_t c = 0; c < m_uNumChannels; ++c) {
                 float* pOverlap = m_aafOverlap[c].data();
                 ippsCopy_32f(B, pOverlap + B, pOverlap);
                 ippsZero_32f(B, pOverlap + B);
             }
-            m_uOutputPos -= B;
         }
-        if (m_uNumPartitions > 1 && m_uInputPos >= B) {
-            // A whole partition has gathered: the later partitions land in the overlap from
-            // index 0, where their first output sample falls due.
+        if (bShift)
+            m_uOutputPos -= B;
+        if (bFull) {
+            // The later partitions land in the overlap from index 0, where their first output
+            // sample falls due.
             for (uint32_t c = 0; c < m_uNumChannels; ++c) {
-                ippsCopy_32f(B, m_aafInputBlock[c].data(), pTime);
-                ippsZero_32f(B, pTime + B);
-                m_FFT.ForwardReal(pTime, Slot(c, m_uSlot));
-                // The newest slot meets kernel 1, the oldest the last kernel.
-                m_pfnMac(uBins, uSpectrum, Slot(c, 0), m_uNumSlots, m_uSlot, Kernel(1), pSum);
-                m_FFT.InverseReal(pSum, pTime);
-                ippsAdd_32f_I(2 * B, pTime, m_aafOverlap[c].data());
+                if (!bWhole) {
+                    PlaceInput(B, m_aafInputBlock[c].data());
+                    m_FFT.ForwardReal(pTime, Slot(c, m_uSlot));
+                }
+                // The newest slot meets kernel 1, the oldest the last kernel. The first channel
+                // stores its sum and later channels add to it: the sum is in effect cleared
+                // only before the first channel, deliberately, see the class comment.
+                m_pfnMac(uBins, uSpectrum, Slot(c, 0), m_uNumSlots, m_uSlot, Kernel(1), pSum, c != 0);
+                m_FFT.InverseReal(pSum, pInverse);
+                float* __restrict pOverlap = m_aafOverlap[c].data();
+                const float* __restrict pLate = pInverse;
+                if (bShift) {
+                    // The move down and the addition in one pass; the upper half was silence.
+                    for (uint32_t i = 0; i < B; ++i)
+                        pOverlap[i] = pOverlap[B + i] + pLate[i];
+                    ippsCopy_32f(B, pLate + B, pOverlap + B);
+                } else {
+                    ippsAdd_32f_I(2 * B, pLate, pOverlap);
+                }
             }
             if (++m_uSlot >= m_uNumSlots)
                 m_uSlot = 0;
-            // Cleared here only, not between channels: deliberate, see the class comment.
-            ippsZero_32f(uSpectrum, pSum);
         }
         if (m_uInputPos >= B)
             m_uInputPos -= B;

@@ -22,6 +22,11 @@ public:
     // In place, one array per channel; any sample count. Allocates nothing.
     void Process(uint32_t uNumSamples, float* const* ppChannels);
     void ProcessMono(uint32_t uNumSamples, float* pSamples);
+    // ProcessMono of this object and of io_twin, another one-channel object of the same partition
+    // length, on the same input: pSamples and pTwinSamples hold equal samples on entry. Each input
+    // transform is made once and serves both, with the same bits as two separate runs. Objects
+    // out of step (another partition length or position) simply run one after the other.
+    void ProcessMonoBeside(uint32_t uNumSamples, float* pSamples, PartConvNoLock& io_twin, float* pTwinSamples);
     // Clears the signal state, keeps the kernel.
     void Reset();
 
@@ -32,10 +37,17 @@ public:
     {
         m_FFT.UseSimd(bAllow);
         m_pfnMac = SelectSpectrumRingMac(bAllow);
+        m_pfnMul = SelectSpectrumMul(bAllow);
     }
 
 private:
     void Plan(uint32_t uNumTaps);
+    // Copies n samples to the start of the transform input and zeroes what is left of older ones.
+    void PlaceInput(uint32_t n, const float* pSrc);
+    // One chunk of a one-channel object whose input transforms are given: pNew of the n new
+    // samples, pBlock of the whole partition they complete (read only if they complete one).
+    // The samples must already be gathered into m_aafInputBlock.
+    void MonoChunk(uint32_t n, float* pIo, const float* pNew, const float* pBlock);
     uint32_t Stride() const { return static_cast<uint32_t>(2 * m_sBlockSize + 2); }
     float* Kernel(uint32_t p) { return m_aafKernel.data() + p * Stride(); }
     float* Slot(uint32_t c, uint32_t s) { return m_aaafDelayLine[c].data() + s * Stride(); }
@@ -47,7 +59,12 @@ private:
     uint32_t m_uBlockOrder;
     int32_t m_sBlockSize;
     uint32_t m_uNumPartitions;
+    // Input of the forward transforms only: floats from m_uTimeDirty on are zero, so that padding
+    // a chunk costs nothing once the chunk lengths settle.
     common_aligned_vector<float> m_afTimeScratch;
+    uint32_t m_uTimeDirty;
+    // Output of the inverse transforms, 2B floats.
+    common_aligned_vector<float> m_afInverseOut;
     common_vector<common_aligned_vector<float>> m_aafInputBlock;
     common_vector<common_aligned_vector<float>> m_aafOverlap;
     uint32_t m_uInputPos;
@@ -63,4 +80,5 @@ private:
     // False while any vector is short after a failed allocation: Process then does nothing.
     bool m_bReady;
     SpectrumRingMacFn m_pfnMac;
+    SpectrumMulFn m_pfnMul;
 };

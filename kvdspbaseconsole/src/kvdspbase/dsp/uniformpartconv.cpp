@@ -75,9 +75,9 @@ void UniformPartConv::ProcessBlock(float* const* ppChannels)
         ippsCopy_32f(B, x, pWork);
         ippsZero_32f(B, pWork + B);
         m_FFT.ForwardReal(pWork, pLine + m_uSlot * uSpectrum);
-        ippsZero_32f(uSpectrum, pSum);
-        // Partition p meets the block of p calls ago.
-        m_pfnMac(B + 1, uSpectrum, pLine, P, m_uSlot, pKernel, pSum);
+        // Partition p meets the block of p calls ago; the first product is stored, so the sum
+        // needs no clearing.
+        m_pfnMac(B + 1, uSpectrum, pLine, P, m_uSlot, pKernel, pSum, false);
         m_FFT.InverseReal(pSum, pWork);
         for (uint32_t i = 0; i < B; ++i)
             x[i] = pWork[i] + pOverlap[i];

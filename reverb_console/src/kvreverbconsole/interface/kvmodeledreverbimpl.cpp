@@ -173,9 +173,11 @@ void KvModeledReverbImpl::Process(uint32_t in_uFrames, float* const* in_ppSlots)
         const bool bFront = i == 0 || i == 1 || i == 4 || i == 5;
         ippsMulC_32f_I(n, m_fGains[bFront ? 0 : 1].fDry, s[i]);
     }
-    m_pLateConvolution->Process(n, ppLate);
+    // Both convolutions take the same input, so they share its transforms. The early one thus
+    // runs before the network rather than after it, which changes nothing: the network leaves
+    // the early buffers alone.
+    m_pLateConvolution->ProcessBeside(n, ppLate, *m_pEarlyConvolution, ppEarly);
     m_pFDN->Process(n, ppLate);
-    m_pEarlyConvolution->Process(n, ppEarly);
     for (uint32_t c = 0; c < R; ++c) {
         const float fLate = m_fLateGain;
         const float fEarly = m_fEarlyGain;

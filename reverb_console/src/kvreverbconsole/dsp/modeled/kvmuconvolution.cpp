@@ -50,6 +50,19 @@ void KvMuConvolution::Process(uint32_t in_uSamples, float* const* io_ppChannels)
         m_apConvolvers[c]->ProcessMono(in_uSamples, io_ppChannels[c]);
 }
 
+void KvMuConvolution::ProcessBeside(uint32_t in_uSamples, float* const* io_ppChannels, KvMuConvolution& io_twin,
+                                    float* const* io_ppTwinChannels)
+{
+    if (!m_bTapsLoaded || !io_twin.m_bTapsLoaded || m_uNumChannels != io_twin.m_uNumChannels || &io_twin == this) {
+        Process(in_uSamples, io_ppChannels);
+        io_twin.Process(in_uSamples, io_ppTwinChannels);
+        return;
+    }
+    for (uint32_t c = 0; c < m_uNumChannels; ++c)
+        m_apConvolvers[c]->ProcessMonoBeside(in_uSamples, io_ppChannels[c], *io_twin.m_apConvolvers[c],
+                                             io_ppTwinChannels[c]);
+}
+
 void KvMuConvolution::Reset()
 {
     for (uint32_t c = 0; c < m_apConvolvers.size(); ++c)

@@ -16,6 +16,11 @@ public:
     void SetTaps(uint32_t in_uNumTapArrays, uint32_t in_uNumTaps, const float* const* in_ppTaps);
     // Passes the signal through unchanged until taps have been loaded.
     void Process(uint32_t in_uSamples, float* const* io_ppChannels);
+    // Process of this object and of io_twin on the same input (io_ppChannels and io_ppTwinChannels
+    // hold equal samples on entry), each input transform made once for both. Same results as two
+    // Process calls.
+    void ProcessBeside(uint32_t in_uSamples, float* const* io_ppChannels, KvMuConvolution& io_twin,
+                       float* const* io_ppTwinChannels);
     void Reset();
 
     bool TapsLoaded() const { return m_bTapsLoaded; }
