@@ -120,16 +120,3 @@ TEST(DistortionDsp, ResetHealsAnOutOfRangeAlgorithmAndClearsTheRing)
     dsp.Process(1, 0, 2, next.data());
     EXPECT_NEAR(next[0], 0.25, 1e-6);
 }
-
-TEST(DistortionDsp, SampleAveragingSwitchTurnsTheRingOff)
-{
-    TestHost host;
-    DistortionDsp dsp(48000.0f);
-    dsp.SetAlgorithm(3, 36, 0);
-    dsp.SetParameter(3, 2, 0.5f, 0);
-    dsp.SetSampleAveraging(false);
-    std::vector<float> buf = {1.0f, 0.0f};
-    dsp.Process(3, 0, 2, buf.data());
-    EXPECT_NEAR(buf[0], 1.0, 1e-6);
-    EXPECT_NEAR(buf[1], 0.0, 1e-9);
-}
