@@ -306,8 +306,8 @@ TEST(DistortionAlgorithms, LookupFamilyOffsetOnSilenceAndColumns)
         s.fOutputDb = 6.0f;
         const double fExpected = -2230.2146 / 32767 * DbGain(aTrimDb[a - 37]) * DbGain(6);
         EXPECT_NEAR(RunOne(s, 0.0f), fExpected, 1e-6) << "algorithm " << a;
-        s.fMix = 0.0f;
-        EXPECT_EQ(RunOne(s, 0.0f), 0.0f);
+        s.fMix = 0.0f; // the dry path: no offset, no trim, but the output gain
+        EXPECT_NEAR(RunOne(s, 0.5f), 0.5 * DbGain(6), 1e-6) << "algorithm " << a;
     }
     // Acid Fuzz: positive column a line from silence to 15268.4 at position 184, then flat;
     // every |w| >= 1 reads position 860. Position 92.5 is w = 92.5 / 860.

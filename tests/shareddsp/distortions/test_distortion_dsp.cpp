@@ -43,18 +43,6 @@ TEST(DistortionDsp, AlgorithmChangeRecomputesDriveAndWetFromItsRow)
     }
 }
 
-TEST(DistortionDsp, MixZeroKeepsTheOutputGain)
-{
-    TestHost host;
-    SlotSetting s;
-    s.uAlgorithm = 1;
-    s.fMix = 0.0f;
-    s.fOutputDb = 6.0f;
-    s.fInputDb = -3.0f;
-    s.fDrive = 10.0f;
-    EXPECT_NEAR(RunOne(s, 0.5f), 0.5 * DbGain(3), 1e-6);
-}
-
 TEST(DistortionDsp, SlotOneTakesSlotZerosOutput)
 {
     TestHost host;
