@@ -2,6 +2,7 @@
 // knees and region limits, large and negative inputs. Drive 0 gives a drive gain of exactly 1,
 // so w = x unless a test says otherwise; Mix 100 leaves only the wet path, scaled by the trim.
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <cmath>
 #include <set>
 #include "distortion_test_util.h"
@@ -76,12 +77,11 @@ TEST(DistortionAlgorithms, ClosedFormShapersKneesAndRegions)
     // Hard Limits: knee 0.8128, limit 1.6257. At a = 1: t = -1, (3 - 1) / 3.
     ExpectCurve(13, -6, [](double w) { return w == 0.5 ? 1.0 : (w > 0 ? 2.0 / 3 : -2.0 / 3); }, {0.5, 1.0, -1.0});
     ExpectCurve(13, -6, [](double w) { return w > 0 ? 1.0 : -1.0; }, {1.7, -1.7, 1e6});
+    // Two parabolas meeting at 0, flat from +-1: c (2 - |c|) with c = w clamped to [-1, 1].
     ExpectCurve(8, -7,
                 [](double w) {
-                    if (w < -1) return -1.0;
-                    if (w < 0) return (w + 1) * (w + 1) - 1;
-                    if (w <= 1) return 1 - (w - 1) * (w - 1);
-                    return 1.0;
+                    const double c = std::max(-1.0, std::min(1.0, w));
+                    return c * (2 - std::fabs(c));
                 },
                 {0.0, 0.5, -0.5, 1.0, -1.0, 2.0, -3.0});
     // Tube Drainer, middle: 3.9375 w - 6.152 w^2; at 0.1: 0.39375 - 0.06152 = 0.33223.
