@@ -57,17 +57,24 @@ void MatchesLongDouble(double dTolerance)
 
 // First order, b = (0, 0), a = (1, a1), delay z, input 0: y = z, then z' = -a1 y + 1e-10, cleared
 // when inside (-1e-10, 1e-10).
+//  a1 = 0.5,  z = 1e-10: z' = -0.5e-10 + 1e-10 = 0.5e-10, inside the bound -> 0.
+//  a1 = -0.5, z = 1e-10: z' = 0.5e-10 + 1e-10 = 1.5e-10, kept.
+//  a1 = 0.5,  z = 0:     z' = 1e-10, on the bound, kept.
 template <class T>
-void LastDelay(double a1, double z, T expected)
+void LastDelay()
 {
-    const T taps[4] = {T(0), T(0), T(1), static_cast<T>(a1)}, tZ = static_cast<T>(z);
-    QwIppIirState<T>* pState = nullptr;
-    ASSERT_TRUE(InitDirect(&pState, taps, 1, &tZ));
-    EXPECT_EQ(One(T(0), pState), tZ);
-    T got = T(-1);
-    ippsIIRGetDlyLine(pState, &got);
-    EXPECT_EQ(got, expected) << a1 << " " << z;
-    ippsIIRFree(pState);
+    const struct { T a1, z, expected; } cases[] = {
+        {T(0.5), T(1e-10), T(0)}, {T(-0.5), T(1e-10), T(0.5) * T(1e-10) + T(1e-10)}, {T(0.5), T(0), T(1e-10)}};
+    for (const auto& c : cases) {
+        const T taps[4] = {T(0), T(0), T(1), c.a1};
+        QwIppIirState<T>* pState = nullptr;
+        ASSERT_TRUE(InitDirect(&pState, taps, 1, &c.z));
+        EXPECT_EQ(One(T(0), pState), c.z);
+        T got = T(-1);
+        ippsIIRGetDlyLine(pState, &got);
+        EXPECT_EQ(got, c.expected) << c.a1 << " " << c.z;
+        ippsIIRFree(pState);
+    }
 }
 } // namespace
 
@@ -121,15 +128,8 @@ TEST(IppIir, CascadeIsScaledByTheFirstSectionsA0)
 TEST(IppIir, LastDelayCarriesTheAntiDenormalStep)
 {
     TestHost host;
-    //  a1 = 0.5,  z = 1e-10: z' = -0.5e-10 + 1e-10 = 0.5e-10, inside the bound -> 0.
-    //  a1 = -0.5, z = 1e-10: z' = 0.5e-10 + 1e-10 = 1.5e-10, kept.
-    //  a1 = 0.5,  z = 0:     z' = 1e-10, on the bound, kept.
-    LastDelay<double>(0.5, 1e-10, 0.0);
-    LastDelay<double>(-0.5, 1e-10, 0.5e-10 + 1e-10);
-    LastDelay<double>(0.5, 0.0, 1e-10);
-    LastDelay<float>(0.5, 1e-10, 0.0f);
-    LastDelay<float>(-0.5, 1e-10, 0.5f * 1e-10f + 1e-10f);
-    LastDelay<float>(0.5, 0.0, 1e-10f);
+    LastDelay<double>();
+    LastDelay<float>();
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
