@@ -25,6 +25,7 @@ PartConvNoLock::PartConvNoLock(uint32_t uMaxTaps, uint32_t uNumChannels, uint32_
       m_uNumPartitions(0),
       m_uTimeDirty(0),
       m_uInputPos(0),
+      m_pSharedKernel(nullptr),
       m_uNumSlots(0),
       m_uOutputPos(0),
       m_uSlot(0),
@@ -69,6 +70,7 @@ bool PartConvNoLock::SetTaps(uint32_t uNumTaps, const float* pTaps, bool bKeepSt
         Plan(uNumTaps);
         m_sNumTaps = static_cast<int32_t>(uNumTaps);
     }
+    m_pSharedKernel = nullptr;
     const uint32_t B = static_cast<uint32_t>(m_sBlockSize);
     if (m_bReady) {
         float* pTime = m_afTimeScratch.data();
@@ -80,7 +82,7 @@ bool PartConvNoLock::SetTaps(uint32_t uNumTaps, const float* pTaps, bool bKeepSt
             if (n != 0)
                 ippsCopy_32f(n, pTaps + p * B, pTime);
             // No gain: the forward and inverse transforms already cancel.
-            m_FFT.ForwardReal(pTime, Kernel(p));
+            m_FFT.ForwardReal(pTime, m_aafKernel.data() + p * Stride());
             uLeft -= n;
         }
         m_uTimeDirty = B; // each partition above cleared the whole array and wrote at most B taps
@@ -88,6 +90,26 @@ bool PartConvNoLock::SetTaps(uint32_t uNumTaps, const float* pTaps, bool bKeepSt
     if (!bKeepState)
         Reset();
     return true;
+}
+
+bool PartConvNoLock::ShareTaps(const PartConvNoLock* in_pOwner)
+{
+    m_pSharedKernel = nullptr;
+    const bool bOk = in_pOwner && in_pOwner != this && in_pOwner->m_bReady && !in_pOwner->m_pSharedKernel &&
+                     in_pOwner->m_sBlockSize == m_sBlockSize;
+    if (bOk) {
+        if (in_pOwner->m_sNumTaps != m_sNumTaps) {
+            Plan(static_cast<uint32_t>(in_pOwner->m_sNumTaps));
+            m_sNumTaps = in_pOwner->m_sNumTaps;
+        }
+        // Only the plan's own sizes matter here: the kernel read is the owner's.
+        if (m_bReady)
+            m_pSharedKernel = in_pOwner->m_aafKernel.data();
+    } else if (m_bReady) {
+        ippsZero_32f(m_aafKernel.size(), m_aafKernel.data());
+    }
+    Reset();
+    return m_pSharedKernel != nullptr;
 }
 
 void PartConvNoLock::PlaceInput(uint32_t n, const float* pSrc)

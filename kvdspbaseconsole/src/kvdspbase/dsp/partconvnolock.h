@@ -19,6 +19,12 @@ public:
     // Loads taps over the old ones in place. A different tap count re-plans the partitions
     // (allocating if it exceeds the construction size). bKeepState false ends with Reset.
     bool SetTaps(uint32_t uNumTaps, const float* pTaps, bool bKeepState);
+    // As SetTaps with in_pOwner's taps, without a copy: reads in_pOwner's kernel, which must stay
+    // loaded as it is while this object runs (a multichannel owner loads both together). Channels
+    // on one response thus keep one kernel in the cache. Null, or an owner of another partition
+    // length or without a kernel of its own, goes back to this object's kernel (silent until
+    // loaded again) and gives false. Ends with Reset.
+    bool ShareTaps(const PartConvNoLock* in_pOwner);
     // In place, one array per channel; any sample count. Allocates nothing.
     void Process(uint32_t uNumSamples, float* const* ppChannels);
     void ProcessMono(uint32_t uNumSamples, float* pSamples);
@@ -49,7 +55,7 @@ private:
     // The samples must already be gathered into m_aafInputBlock.
     void MonoChunk(uint32_t n, float* pIo, const float* pNew, const float* pBlock);
     uint32_t Stride() const { return static_cast<uint32_t>(2 * m_sBlockSize + 2); }
-    float* Kernel(uint32_t p) { return m_aafKernel.data() + p * Stride(); }
+    const float* Kernel(uint32_t p) const { return (m_pSharedKernel ? m_pSharedKernel : m_aafKernel.data()) + p * Stride(); }
     float* Slot(uint32_t c, uint32_t s) { return m_aaafDelayLine[c].data() + s * Stride(); }
 
     Fft m_FFT;
@@ -71,6 +77,8 @@ private:
     common_aligned_vector<float> m_afSpectrumScratch;
     // The partition spectra, one after another (2B + 2 floats each).
     common_aligned_vector<float> m_aafKernel;
+    // Another object's kernel read in place of m_aafKernel, see ShareTaps; null when unused.
+    const float* m_pSharedKernel;
     // Per channel, the P - 1 slots of the frequency-domain delay line, one after another.
     common_vector<common_aligned_vector<float>> m_aaafDelayLine;
     common_aligned_vector<float> m_afSpectrumSum;

@@ -26,10 +26,18 @@ KvMuConvolution::KvMuConvolution(uint32_t in_uMaxTaps, uint32_t in_uNumChannels,
 
 void KvMuConvolution::SetTaps(uint32_t in_uNumTapArrays, uint32_t in_uNumTaps, const float* const* in_ppTaps)
 {
+    // Channels past the arrays read the kernel of the first channel on their array, which the
+    // loads below may move: they let go of it first, so a load cut short leaves none behind.
+    for (uint32_t c = in_uNumTapArrays; c < m_uNumChannels; ++c)
+        m_apConvolvers[c]->ShareTaps(nullptr);
     m_pTaps.resize(in_uNumTaps, 0.0f);
     if (IsOutOfMemory())
         return;
     for (uint32_t c = 0; c < m_uNumChannels; ++c) {
+        if (c >= in_uNumTapArrays) {
+            m_apConvolvers[c]->ShareTaps(m_apConvolvers[c % in_uNumTapArrays].get());
+            continue;
+        }
         // A staging copy: the convolver wants 16-byte aligned taps, the record cannot promise them.
         ippsCopy_32f(in_uNumTaps, in_ppTaps[c % in_uNumTapArrays], m_pTaps.data());
         QW_ASSERT_TEXT((reinterpret_cast<QwUIntPtr>(m_pTaps.data()) & 0xf) == 0,
