@@ -9,7 +9,7 @@ TEST(SpectrumRing, ProductsAndRingSumsInEveryVersion)
 {
     for (uint32_t uBins : {1u, 7u, 8u, 33u, 513u}) {
         const uint32_t uStride = 2 * uBins + 6, uNewest = 2;
-        const std::vector<float> slots = RefNoise(5 * uStride, uBins), kernels = RefNoise(5 * uStride, uBins + 1);
+        const std::vector<float> slots = RefNoise(7 * uStride, uBins), kernels = RefNoise(7 * uStride, uBins + 1);
         const std::vector<float> start = RefNoise(2 * uBins, uBins + 2);
         // The single product: against double, and the vector version in place, bit for bit
         // against the portable loop (neither fuses a multiply into an addition).
@@ -21,7 +21,7 @@ TEST(SpectrumRing, ProductsAndRingSumsInEveryVersion)
         SelectSpectrumMul(true)(uBins, kernels.data(), mulSimd.data(), mulSimd.data());
         EXPECT_LT(RefRelativeRms(RefPairs(mul), wantMul), 1e-6) << uBins;
         EXPECT_EQ(mulSimd, mul) << uBins;
-        for (uint32_t uSlots : {0u, 5u}) {
+        for (uint32_t uSlots : {0u, 5u, 6u, 7u}) { // a pass of four, then one of one to three
             std::vector<cd> products(uBins);
             for (uint32_t i = 0; i < uBins; ++i)
                 for (uint32_t j = 0; j < uSlots; ++j) {
@@ -37,7 +37,7 @@ TEST(SpectrumRing, ProductsAndRingSumsInEveryVersion)
                     std::vector<float> sum = start;
                     SelectSpectrumRingMac(bSimd)(uBins, uStride, slots.data(), uSlots, uNewest, kernels.data(),
                                                  sum.data(), bAdd);
-                    // Five products of unit-size values: a few float ulps (absolute when want is zero).
+                    // Seven products of unit-size values: a few float ulps (absolute when want is zero).
                     EXPECT_LT(RefRelativeRms(RefPairs(sum), want), 1e-6)
                         << uBins << " slots=" << uSlots << " simd=" << bSimd << " add=" << bAdd;
                 }
