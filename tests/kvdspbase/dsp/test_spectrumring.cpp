@@ -9,7 +9,7 @@ TEST(SpectrumRing, ProductsAndRingSumsInEveryVersion)
 {
     for (uint32_t uBins : {1u, 7u, 8u, 33u, 513u}) {
         const uint32_t uStride = 2 * uBins + 6, uNewest = 2;
-        const std::vector<float> slots = RefNoise(7 * uStride, uBins), kernels = RefNoise(7 * uStride, uBins + 1);
+        const std::vector<float> slots = RefNoise(8 * uStride, uBins), kernels = RefNoise(7 * uStride, uBins + 1);
         const std::vector<float> start = RefNoise(2 * uBins, uBins + 2);
         // The single product: against double, and the vector version in place, bit for bit
         // against the portable loop (neither fuses a multiply into an addition).
@@ -40,6 +40,13 @@ TEST(SpectrumRing, ProductsAndRingSumsInEveryVersion)
                     // Seven products of unit-size values: a few float ulps (absolute when want is zero).
                     EXPECT_LT(RefRelativeRms(RefPairs(sum), want), 1e-6)
                         << uBins << " slots=" << uSlots << " simd=" << bSimd << " add=" << bAdd;
+                    // Two rings at once (the second one slot on): each sum bit for bit as alone.
+                    std::vector<float> sum2 = start, one = start, two = start;
+                    SelectSpectrumRingMac(bSimd)(uBins, uStride, slots.data() + uStride, uSlots, uNewest,
+                                                 kernels.data(), sum2.data(), bAdd);
+                    SelectSpectrumRingMacTwo(bSimd)(uBins, uStride, slots.data(), slots.data() + uStride, uSlots,
+                                                    uNewest, kernels.data(), one.data(), two.data(), bAdd);
+                    EXPECT_TRUE(one == sum && two == sum2) << uBins << " slots=" << uSlots << " simd=" << bSimd;
                 }
         }
     }

@@ -30,7 +30,10 @@ PartConvNoLock::PartConvNoLock(uint32_t uMaxTaps, uint32_t uNumChannels, uint32_
       m_uOutputPos(0),
       m_uSlot(0),
       m_bReady(false),
+      m_bLaterPending(false),
+      m_bLaterShift(false),
       m_pfnMac(SelectSpectrumRingMac(true)),
+      m_pfnMacTwo(SelectSpectrumRingMacTwo(true)),
       m_pfnMul(SelectSpectrumMul(true))
 {
     m_FFT.InitReal(static_cast<uint32_t>(m_sFFTSize));
@@ -131,9 +134,10 @@ void PartConvNoLock::ProcessMono(uint32_t uNumSamples, float* pSamples)
 }
 
 void PartConvNoLock::ProcessMonoBeside(uint32_t uNumSamples, float* pSamples, PartConvNoLock& io_twin,
-                                       float* pTwinSamples)
+                                       float* pTwinSamples, bool bDeferLater)
 {
     PartConvNoLock& twin = io_twin;
+    FinishLater(&twin == this ? nullptr : &twin);
     if (&twin == this || m_uNumChannels != 1 || twin.m_uNumChannels != 1 || !m_bReady || !twin.m_bReady ||
         twin.m_sBlockSize != m_sBlockSize || twin.m_uInputPos != m_uInputPos || twin.m_uOutputPos != m_uOutputPos) {
         ProcessMono(uNumSamples, pSamples);
@@ -168,12 +172,12 @@ void PartConvNoLock::ProcessMonoBeside(uint32_t uNumSamples, float* pSamples, Pa
             pBlock = m_afSpectrumSum.data();
         }
         for (uint32_t k = 0; k < 2; ++k)
-            apConv[k]->MonoChunk(n, apIo[k] + uDone, pNew, pBlock);
+            apConv[k]->MonoChunk(n, apIo[k] + uDone, pNew, pBlock, bDeferLater && uDone + n == uNumSamples);
         uDone += n;
     }
 }
 
-void PartConvNoLock::MonoChunk(uint32_t n, float* pIo, const float* pNew, const float* pBlock)
+void PartConvNoLock::MonoChunk(uint32_t n, float* pIo, const float* pNew, const float* pBlock, bool bDeferLater)
 {
     const uint32_t B = static_cast<uint32_t>(m_sBlockSize);
     const uint32_t uBins = B + 1;
@@ -200,25 +204,56 @@ void PartConvNoLock::MonoChunk(uint32_t n, float* pIo, const float* pNew, const 
     if (bShift)
         m_uOutputPos -= B;
     if (bFull) {
-        float* pSum = m_afSpectrumSum.data();
-        m_pfnMac(uBins, Stride(), Slot(0, 0), m_uNumSlots, m_uSlot, Kernel(1), pSum, false);
-        m_FFT.InverseReal(pSum, pInverse);
-        if (bShift) {
-            for (uint32_t i = 0; i < B; ++i)
-                pOverlap[i] = pOverlap[B + i] + pInverse[i];
-            ippsCopy_32f(B, pInverse + B, pOverlap + B);
-        } else {
-            ippsAdd_32f_I(2 * B, pInverse, pOverlap);
-        }
-        if (++m_uSlot >= m_uNumSlots)
-            m_uSlot = 0;
+        m_bLaterPending = true;
+        m_bLaterShift = bShift;
+        if (!bDeferLater)
+            FinishLater(nullptr);
     }
     if (m_uInputPos >= B)
         m_uInputPos -= B;
 }
 
+void PartConvNoLock::FinishLater(PartConvNoLock* io_pOther)
+{
+    const uint32_t uBins = static_cast<uint32_t>(m_sBlockSize) + 1;
+    PartConvNoLock* pOther = io_pOther != this && io_pOther && io_pOther->m_bLaterPending ? io_pOther : nullptr;
+    if (m_bLaterPending && pOther && pOther->Kernel(1) == Kernel(1) && pOther->m_sBlockSize == m_sBlockSize &&
+        pOther->m_uNumSlots == m_uNumSlots && pOther->m_uSlot == m_uSlot && pOther->m_pfnMacTwo == m_pfnMacTwo) {
+        m_pfnMacTwo(uBins, Stride(), Slot(0, 0), pOther->Slot(0, 0), m_uNumSlots, m_uSlot, Kernel(1),
+                    m_afSpectrumSum.data(), pOther->m_afSpectrumSum.data(), false);
+        LandLater(m_bLaterShift);
+        pOther->LandLater(pOther->m_bLaterShift);
+        return;
+    }
+    if (m_bLaterPending) {
+        m_pfnMac(uBins, Stride(), Slot(0, 0), m_uNumSlots, m_uSlot, Kernel(1), m_afSpectrumSum.data(), false);
+        LandLater(m_bLaterShift);
+    }
+    if (pOther)
+        pOther->FinishLater(nullptr);
+}
+
+void PartConvNoLock::LandLater(bool bShift)
+{
+    const uint32_t B = static_cast<uint32_t>(m_sBlockSize);
+    float* pInverse = m_afInverseOut.data();
+    float* pOverlap = m_aafOverlap[0].data();
+    m_FFT.InverseReal(m_afSpectrumSum.data(), pInverse);
+    if (bShift) {
+        for (uint32_t i = 0; i < B; ++i)
+            pOverlap[i] = pOverlap[B + i] + pInverse[i];
+        ippsCopy_32f(B, pInverse + B, pOverlap + B);
+    } else {
+        ippsAdd_32f_I(2 * B, pInverse, pOverlap);
+    }
+    if (++m_uSlot >= m_uNumSlots)
+        m_uSlot = 0;
+    m_bLaterPending = false;
+}
+
 void PartConvNoLock::Process(uint32_t uNumSamples, float* const* ppChannels)
 {
+    FinishLater(nullptr);
     const uint32_t B = static_cast<uint32_t>(m_sBlockSize);
     const uint32_t uBins = B + 1;
     const uint32_t uSpectrum = Stride();
@@ -320,4 +355,5 @@ void PartConvNoLock::Reset()
     m_uInputPos = 0;
     m_uOutputPos = 0;
     m_uSlot = 0;
+    m_bLaterPending = false;
 }

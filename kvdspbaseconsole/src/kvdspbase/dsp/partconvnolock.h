@@ -32,7 +32,15 @@ public:
     // length, on the same input: pSamples and pTwinSamples hold equal samples on entry. Each input
     // transform is made once and serves both, with the same bits as two separate runs. Objects
     // out of step (another partition length or position) simply run one after the other.
-    void ProcessMonoBeside(uint32_t uNumSamples, float* pSamples, PartConvNoLock& io_twin, float* pTwinSamples);
+    // With bDeferLater set, the later partitions of a partition that a chunk completes wait for
+    // FinishLater, which must come before the next call (callers stop calls at ChunkLeft).
+    void ProcessMonoBeside(uint32_t uNumSamples, float* pSamples, PartConvNoLock& io_twin, float* pTwinSamples,
+                           bool bDeferLater = false);
+    // The pending later partitions of this object and of io_pOther (may be null): in one pass over
+    // the kernel when both read the same kernel at the same ring position. Same bits either way.
+    void FinishLater(PartConvNoLock* io_pOther);
+    // Samples up to the next partition boundary.
+    uint32_t ChunkLeft() const { return static_cast<uint32_t>(m_sBlockSize) - m_uInputPos; }
     // Clears the signal state, keeps the kernel.
     void Reset();
 
@@ -43,6 +51,7 @@ public:
     {
         m_FFT.UseSimd(bAllow);
         m_pfnMac = SelectSpectrumRingMac(bAllow);
+        m_pfnMacTwo = SelectSpectrumRingMacTwo(bAllow);
         m_pfnMul = SelectSpectrumMul(bAllow);
     }
 
@@ -53,7 +62,9 @@ private:
     // One chunk of a one-channel object whose input transforms are given: pNew of the n new
     // samples, pBlock of the whole partition they complete (read only if they complete one).
     // The samples must already be gathered into m_aafInputBlock.
-    void MonoChunk(uint32_t n, float* pIo, const float* pNew, const float* pBlock);
+    void MonoChunk(uint32_t n, float* pIo, const float* pNew, const float* pBlock, bool bDeferLater);
+    // The later partitions' sum, already in m_afSpectrumSum, into the overlap; the ring moves on.
+    void LandLater(bool bShift);
     uint32_t Stride() const { return static_cast<uint32_t>(2 * m_sBlockSize + 2); }
     const float* Kernel(uint32_t p) const { return (m_pSharedKernel ? m_pSharedKernel : m_aafKernel.data()) + p * Stride(); }
     float* Slot(uint32_t c, uint32_t s) { return m_aaafDelayLine[c].data() + s * Stride(); }
@@ -87,6 +98,10 @@ private:
     uint32_t m_uSlot;
     // False while any vector is short after a failed allocation: Process then does nothing.
     bool m_bReady;
+    // A partition is complete but its later partitions wait for FinishLater; bShift of its chunk.
+    bool m_bLaterPending;
+    bool m_bLaterShift;
     SpectrumRingMacFn m_pfnMac;
+    SpectrumRingMacTwoFn m_pfnMacTwo;
     SpectrumMulFn m_pfnMul;
 };

@@ -5,6 +5,9 @@
 void SpectrumRingMacAvx2(uint32_t uBins, uint32_t uStride, const float* pSlots, uint32_t uNumSlots,
                          uint32_t uNewest, const float* pKernels, float* pSum, bool bAdd);
 void SpectrumMulAvx2(uint32_t uBins, const float* pA, const float* pB, float* pDst);
+void SpectrumRingMacTwoAvx2(uint32_t uBins, uint32_t uStride, const float* pSlots, const float* pSlots2,
+                            uint32_t uNumSlots, uint32_t uNewest, const float* pKernels, float* pSum, float* pSum2,
+                            bool bAdd);
 #endif
 
 namespace {
@@ -57,6 +60,29 @@ SpectrumRingMacFn SelectSpectrumRingMac(bool bAllowSimd)
     (void)bAllowSimd;
 #endif
     return SpectrumRingMacPortable;
+}
+
+namespace {
+
+void SpectrumRingMacTwoPortable(uint32_t uBins, uint32_t uStride, const float* pSlots, const float* pSlots2,
+                                uint32_t uNumSlots, uint32_t uNewest, const float* pKernels, float* pSum, float* pSum2,
+                                bool bAdd)
+{
+    SpectrumRingMacPortable(uBins, uStride, pSlots, uNumSlots, uNewest, pKernels, pSum, bAdd);
+    SpectrumRingMacPortable(uBins, uStride, pSlots2, uNumSlots, uNewest, pKernels, pSum2, bAdd);
+}
+
+} // namespace
+
+SpectrumRingMacTwoFn SelectSpectrumRingMacTwo(bool bAllowSimd)
+{
+#if defined(__x86_64__)
+    if (bAllowSimd && FftHasAvx2())
+        return SpectrumRingMacTwoAvx2;
+#else
+    (void)bAllowSimd;
+#endif
+    return SpectrumRingMacTwoPortable;
 }
 
 void SpectrumMulPortable(uint32_t uBins, const float* pA, const float* pB, float* pDst)

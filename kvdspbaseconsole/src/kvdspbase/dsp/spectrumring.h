@@ -16,6 +16,13 @@ void SpectrumRingMacPortable(uint32_t uBins, uint32_t uStride, const float* pSlo
 // The AVX2 version where the processor has it and bAllowSimd is set, else the portable one.
 SpectrumRingMacFn SelectSpectrumRingMac(bool bAllowSimd);
 
+// The ring sum of two rings of the same shape against the same kernels, into pSum and pSum2:
+// the same bits as one call per ring, with each kernel read once for both.
+typedef void (*SpectrumRingMacTwoFn)(uint32_t uBins, uint32_t uStride, const float* pSlots, const float* pSlots2,
+                                     uint32_t uNumSlots, uint32_t uNewest, const float* pKernels, float* pSum,
+                                     float* pSum2, bool bAdd);
+SpectrumRingMacTwoFn SelectSpectrumRingMacTwo(bool bAllowSimd);
+
 // pDst[bins] = pA[bins] * pB[bins], complex; pDst may be pA or pB. Every version rounds each
 // product and then each sum or difference, as the portable loop does, so all give the same bits.
 typedef void (*SpectrumMulFn)(uint32_t uBins, const float* pA, const float* pB, float* pDst);

@@ -73,6 +73,41 @@ KV_AVX2 void MacPass(uint32_t uBins, const float* const* a, const float* const* 
     }
 }
 
+// MacPass for two rings that meet the same kernels: each kernel vector is read and split once
+// for both sums. Per sum the operations are those of MacPass, so the bits are too.
+template <uint32_t K>
+KV_AVX2 void MacPassTwo(uint32_t uBins, const float* const* a, const float* const* a2, const float* const* b,
+                        float* d, float* d2, bool bAdd)
+{
+    for (uint32_t i = 0; i + 8 <= uBins; i += 8) {
+        const uint32_t o = 2 * i;
+        __m256 s[2][2];
+        for (uint32_t k = 0; k < K; ++k) {
+            for (uint32_t h = 0; h < 2; ++h) {
+                const __m256 bv = _mm256_loadu_ps(b[k] + o + 8 * h);
+                const __m256 bre = _mm256_moveldup_ps(bv), bim = _mm256_movehdup_ps(bv);
+                const __m256 x = _mm256_loadu_ps(a[k] + o + 8 * h), y = _mm256_loadu_ps(a2[k] + o + 8 * h);
+                const __m256 px = _mm256_fmaddsub_ps(x, bre, _mm256_mul_ps(_mm256_permute_ps(x, 0xB1), bim));
+                const __m256 py = _mm256_fmaddsub_ps(y, bre, _mm256_mul_ps(_mm256_permute_ps(y, 0xB1), bim));
+                if (k != 0) {
+                    s[0][h] = _mm256_add_ps(s[0][h], px);
+                    s[1][h] = _mm256_add_ps(s[1][h], py);
+                } else if (bAdd) {
+                    s[0][h] = _mm256_add_ps(_mm256_loadu_ps(d + o + 8 * h), px);
+                    s[1][h] = _mm256_add_ps(_mm256_loadu_ps(d2 + o + 8 * h), py);
+                } else {
+                    s[0][h] = px;
+                    s[1][h] = py;
+                }
+            }
+        }
+        for (uint32_t h = 0; h < 2; ++h) {
+            _mm256_storeu_ps(d + o + 8 * h, s[0][h]);
+            _mm256_storeu_ps(d2 + o + 8 * h, s[1][h]);
+        }
+    }
+}
+
 } // namespace
 
 // Slots go through four at a time, so the sum is loaded and stored once for four products;
@@ -125,5 +160,34 @@ KV_AVX2 void SpectrumRingMacAvx2(uint32_t uBins, uint32_t uStride, const float* 
         pSum[2 * i] = dr;
         pSum[2 * i + 1] = di;
     }
+}
+KV_AVX2 void SpectrumRingMacTwoAvx2(uint32_t uBins, uint32_t uStride, const float* pSlots, const float* pSlots2,
+                                    uint32_t uNumSlots, uint32_t uNewest, const float* pKernels, float* pSum,
+                                    float* pSum2, bool bAdd)
+{
+    uint32_t uSlot = uNewest;
+    for (uint32_t j = 0; j < uNumSlots;) {
+        const float* a[2];
+        const float* a2[2];
+        const float* b[2];
+        uint32_t k = 0;
+        for (; k < 2 && j + k < uNumSlots; ++k) {
+            a[k] = pSlots + uSlot * uStride;
+            a2[k] = pSlots2 + uSlot * uStride;
+            b[k] = pKernels + (j + k) * uStride;
+            uSlot = uSlot == 0 ? uNumSlots - 1 : uSlot - 1;
+        }
+        if (k == 2)
+            MacPassTwo<2>(uBins, a, a2, b, pSum, pSum2, bAdd || j != 0);
+        else
+            MacPassTwo<1>(uBins, a, a2, b, pSum, pSum2, bAdd || j != 0);
+        j += k;
+    }
+    // The last bins (fewer than eight), and the case of no slots, as the one-ring version does.
+    const uint32_t uDone = uNumSlots == 0 ? 0 : uBins & ~7u;
+    SpectrumRingMacAvx2(uBins - uDone, uStride, pSlots + 2 * uDone, uNumSlots, uNewest, pKernels + 2 * uDone,
+                        pSum + 2 * uDone, bAdd);
+    SpectrumRingMacAvx2(uBins - uDone, uStride, pSlots2 + 2 * uDone, uNumSlots, uNewest, pKernels + 2 * uDone,
+                        pSum2 + 2 * uDone, bAdd);
 }
 #endif

@@ -47,6 +47,7 @@ void KvMuConvolution::SetTaps(uint32_t in_uNumTapArrays, uint32_t in_uNumTaps, c
             return;
     }
     m_pTaps.resize(0);
+    m_uNumTapArrays = in_uNumTapArrays;
     m_bTapsLoaded = true;
 }
 
@@ -66,9 +67,22 @@ void KvMuConvolution::ProcessBeside(uint32_t in_uSamples, float* const* io_ppCha
         io_twin.Process(in_uSamples, io_ppTwinChannels);
         return;
     }
-    for (uint32_t c = 0; c < m_uNumChannels; ++c)
-        m_apConvolvers[c]->ProcessMonoBeside(in_uSamples, io_ppChannels[c], *io_twin.m_apConvolvers[c],
-                                             io_ppTwinChannels[c]);
+    // All channels a chunk at a time, up to each partition boundary, so that the later partitions
+    // of two channels on one kernel (c and c + arrays) run in one pass over it.
+    const uint32_t uArrays = m_uNumTapArrays < io_twin.m_uNumTapArrays ? m_uNumTapArrays : io_twin.m_uNumTapArrays;
+    for (uint32_t uDone = 0; uDone < in_uSamples;) {
+        const uint32_t uLeft = m_apConvolvers[0]->ChunkLeft();
+        const uint32_t n = in_uSamples - uDone < uLeft ? in_uSamples - uDone : uLeft;
+        for (uint32_t c = 0; c < m_uNumChannels; ++c)
+            m_apConvolvers[c]->ProcessMonoBeside(n, io_ppChannels[c] + uDone, *io_twin.m_apConvolvers[c],
+                                                 io_ppTwinChannels[c] + uDone, true);
+        for (uint32_t c = 0; c < m_uNumChannels; ++c) {
+            const bool bPair = uArrays != 0 && c < uArrays && c + uArrays < m_uNumChannels;
+            m_apConvolvers[c]->FinishLater(bPair ? m_apConvolvers[c + uArrays].get() : nullptr);
+            io_twin.m_apConvolvers[c]->FinishLater(bPair ? io_twin.m_apConvolvers[c + uArrays].get() : nullptr);
+        }
+        uDone += n;
+    }
 }
 
 void KvMuConvolution::Reset()

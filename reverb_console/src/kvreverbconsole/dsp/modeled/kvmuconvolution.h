@@ -29,5 +29,6 @@ private:
     common_vector<common_smart_ptr<PartConvNoLock>> m_apConvolvers;
     common_aligned_vector<float> m_pTaps;
     uint32_t m_uNumChannels;
+    uint32_t m_uNumTapArrays = 0;
     bool m_bTapsLoaded = false;
 };
