@@ -21,7 +21,7 @@ TEST(SpectrumRing, ProductsAndRingSumsInEveryVersion)
         SelectSpectrumMul(true)(uBins, kernels.data(), mulSimd.data(), mulSimd.data());
         EXPECT_LT(RefRelativeRms(RefPairs(mul), wantMul), 1e-6) << uBins;
         EXPECT_EQ(mulSimd, mul) << uBins;
-        for (uint32_t uSlots : {0u, 5u, 6u, 7u}) { // a pass of four, then one of one to three
+        for (uint32_t uSlots : {0u, 5u}) { // two passes of two slots, one of one
             std::vector<cd> products(uBins);
             for (uint32_t i = 0; i < uBins; ++i)
                 for (uint32_t j = 0; j < uSlots; ++j) {

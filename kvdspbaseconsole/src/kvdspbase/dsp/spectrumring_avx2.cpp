@@ -110,10 +110,9 @@ KV_AVX2 void MacPassTwo(uint32_t uBins, const float* const* a, const float* cons
 
 } // namespace
 
-// Slots go through four at a time, so the sum is loaded and stored once for four products;
-// each bin still adds its products in slot order, so the bits are those of one slot a pass.
-// (Holding the sum in registers across all slots instead ran slower: it reads as many streams
-// at once as there are slots.)
+// Slots go through in pairs, so the sum is loaded and stored once for two products; each bin
+// still adds its products in slot order, so the bits are those of one slot a pass. (Four slots
+// a pass, or all of them, cost fewer instructions but ran slower: more streams at once.)
 KV_AVX2 void SpectrumRingMacAvx2(uint32_t uBins, uint32_t uStride, const float* pSlots, uint32_t uNumSlots,
                                  uint32_t uNewest, const float* pKernels, float* pSum, bool bAdd)
 {
@@ -124,23 +123,18 @@ KV_AVX2 void SpectrumRingMacAvx2(uint32_t uBins, uint32_t uStride, const float* 
     }
     uint32_t uSlot = uNewest;
     for (uint32_t j = 0; j < uNumSlots;) {
-        const float* a[4];
-        const float* b[4];
+        const float* a[2];
+        const float* b[2];
         uint32_t k = 0;
-        for (; k < 4 && j + k < uNumSlots; ++k) {
+        for (; k < 2 && j + k < uNumSlots; ++k) {
             a[k] = pSlots + uSlot * uStride;
             b[k] = pKernels + (j + k) * uStride;
             uSlot = uSlot == 0 ? uNumSlots - 1 : uSlot - 1;
         }
-        const bool bOld = bAdd || j != 0;
-        if (k == 4)
-            MacPass<4>(uBins, a, b, pSum, bOld);
-        else if (k == 3)
-            MacPass<3>(uBins, a, b, pSum, bOld);
-        else if (k == 2)
-            MacPass<2>(uBins, a, b, pSum, bOld);
+        if (k == 2)
+            MacPass<2>(uBins, a, b, pSum, bAdd || j != 0);
         else
-            MacPass<1>(uBins, a, b, pSum, bOld);
+            MacPass<1>(uBins, a, b, pSum, bAdd || j != 0);
         j += k;
     }
     // The last bins (fewer than eight), slot by slot in the same order.
