@@ -91,6 +91,12 @@ TEST(Fft, InverseRealCountsEdgeImaginaryParts)
             }
             EXPECT_NEAR(out[t], s / n, 1e-6) << n << " " << t << " simd " << (uCase % 2 == 0);
         }
+        // Added to a sum in its last pass: the bits of the inverse and then the sum.
+        std::vector<float> sum = RefNoise(n, n + 1), want = sum;
+        for (uint32_t t = 0; t < n; ++t)
+            want[t] += out[t];
+        fft.InverseRealAdd(spectrum.data(), sum.data());
+        EXPECT_EQ(sum, want) << n;
     }
 }
 

@@ -20,6 +20,9 @@ public:
     // N + 2 floats in, N out, scaled by 1 / N; the imaginary parts of bins 0 and N / 2 count as
     // additions to their real parts. out must not overlap in.
     void InverseReal(const float* in_pIn, float* out_pOut) { m_Reference.InverseReal(in_pIn, out_pOut); }
+    // InverseReal added to io_pSum (N floats, not overlapping in), with the same bits as the two
+    // steps, without a pass of its own for the sum.
+    void InverseRealAdd(const float* in_pIn, float* io_pSum) { m_Reference.InverseRealAdd(in_pIn, io_pSum); }
     void ForwardComplex(const float* in_pRe, const float* in_pIm, float* out_pRe, float* out_pIm)
     {
         m_Reference.ForwardComplex(in_pRe, in_pIm, out_pRe, out_pIm);

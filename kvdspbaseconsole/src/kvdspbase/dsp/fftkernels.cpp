@@ -123,8 +123,16 @@ void InterleavePortable(uint32_t n, const float* __restrict re, const float* __r
     }
 }
 
-const FftKernels s_portable = {Radix4Portable, Radix2Portable, RealPostPortable,
-                               RealPrePortable, DeinterleavePortable, InterleavePortable};
+void InterleaveAddPortable(uint32_t n, const float* __restrict re, const float* __restrict im, float* __restrict io)
+{
+    for (uint32_t i = 0; i < n; ++i) {
+        io[2 * i] += re[i];
+        io[2 * i + 1] += im[i];
+    }
+}
+
+const FftKernels s_portable = {Radix4Portable, Radix2Portable, RealPostPortable, RealPrePortable,
+                               DeinterleavePortable, InterleavePortable, InterleaveAddPortable};
 
 } // namespace
 
@@ -134,8 +142,8 @@ void FftRadix4Sse2(uint32_t n, uint32_t s, const float* tw, const float* xr, con
 
 namespace {
 // SSE2 is part of every x86-64: the hand-written stage, with the portable loops around it.
-const FftKernels s_sse2 = {FftRadix4Sse2, Radix2Portable, RealPostPortable,
-                           RealPrePortable, DeinterleavePortable, InterleavePortable};
+const FftKernels s_sse2 = {FftRadix4Sse2, Radix2Portable, RealPostPortable, RealPrePortable,
+                           DeinterleavePortable, InterleavePortable, InterleaveAddPortable};
 } // namespace
 
 const FftKernels& FftSse2Kernels()

@@ -225,6 +225,30 @@ void FftReference::InverseReal(const float* in_pIn, float* out_pOut)
         return;
     }
     const uint32_t H = N / 2;
+    const float* ar = InverseSplit(in_pIn);
+    m_pKernels->Interleave(H, ar + H, ar, out_pOut);
+}
+
+void FftReference::InverseRealAdd(const float* in_pIn, float* io_pSum)
+{
+    if (!m_bReady || m_iMode != FFT_REAL)
+        return;
+    const uint32_t N = static_cast<uint32_t>(m_sFFT);
+    if (N <= 2) {
+        float out[2];
+        InverseReal(in_pIn, out);
+        for (uint32_t i = 0; i < N; ++i)
+            io_pSum[i] += out[i];
+        return;
+    }
+    const uint32_t H = N / 2;
+    const float* ar = InverseSplit(in_pIn);
+    m_pKernels->InterleaveAdd(H, ar + H, ar, io_pSum);
+}
+
+const float* FftReference::InverseSplit(const float* in_pIn)
+{
+    const uint32_t H = static_cast<uint32_t>(m_sFFT) / 2;
     float* ar = m_afRealWork.data();
     float* ai = ar + H;
     float* tr = m_pHalfFFT->m_afComplexWork.data();
@@ -234,6 +258,6 @@ void FftReference::InverseReal(const float* in_pIn, float* out_pOut)
     float* xi = bViaScratch ? tr + H : ai;
     m_pKernels->RealPre(H, m_afRealTwiddle.data(), in_pIn, xr, xi);
     m_pHalfFFT->RunComplex(xr, xi, ar, ai, tr, tr + H);
-    // (ar, ai) now holds (odd, even) samples.
-    m_pKernels->Interleave(H, ai, ar, out_pOut);
+    // (ar, ar + H) now holds (odd, even) samples.
+    return ar;
 }

@@ -31,6 +31,8 @@ public:
     void ForwardReal(const float* in_pIn, float* out_pOut);
     // N + 2 floats in, N floats out, scaled by 1 / N. out must not overlap in.
     void InverseReal(const float* in_pIn, float* out_pOut);
+    // InverseReal added to io_pSum (N floats), the same bits as InverseReal and then the sum.
+    void InverseRealAdd(const float* in_pIn, float* io_pSum);
     // Unscaled, kernel exp(-2 pi i k n / N); outputs may equal the inputs.
     void ForwardComplex(const float* in_pRe, const float* in_pIm, float* out_pRe, float* out_pIm);
     // Scaled by 1 / N.
@@ -47,6 +49,9 @@ private:
     // Runs the complex stages from (xr, xi); the result lands in (out_r, out_i). (tr, ti) is
     // scratch of the same size. (xr, xi) may be (out_r, out_i) but not the scratch.
     void RunComplex(const float* xr, const float* xi, float* out_r, float* out_i, float* tr, float* ti) const;
+    // The real inverse (N >= 4) up to its last pass: returns the odd samples, followed by the even
+    // ones (N / 2 each), in the work space.
+    const float* InverseSplit(const float* in_pIn);
 
     int32_t m_sFFT;
     uint32_t m_uOrder;

@@ -115,6 +115,19 @@ bool PartConvNoLock::ShareTaps(const PartConvNoLock* in_pOwner)
     return m_pSharedKernel != nullptr;
 }
 
+void PartConvNoLock::AddInverse(const float* pSpectrum, float* pOverlap)
+{
+    // From the start of the overlap the whole transform adds in its last pass; further on, only
+    // the part that fits.
+    if (m_uOutputPos == 0) {
+        m_FFT.InverseRealAdd(pSpectrum, pOverlap);
+        return;
+    }
+    float* pInverse = m_afInverseOut.data();
+    m_FFT.InverseReal(pSpectrum, pInverse);
+    ippsAdd_32f_I(static_cast<uint32_t>(m_sFFTSize) - m_uOutputPos, pInverse, pOverlap + m_uOutputPos);
+}
+
 void PartConvNoLock::PlaceInput(uint32_t n, const float* pSrc)
 {
     float* pTime = m_afTimeScratch.data();
@@ -189,11 +202,9 @@ void PartConvNoLock::MonoChunk(uint32_t n, float* pIo, const float* pNew, const 
     if (bFull)
         ippsCopy_32f(Stride(), pBlock, Slot(0, m_uSlot));
     float* pSpectrum = m_afSpectrumScratch.data();
-    float* pInverse = m_afInverseOut.data();
     float* pOverlap = m_aafOverlap[0].data();
     m_pfnMul(uBins, Kernel(0), pNew, pSpectrum);
-    m_FFT.InverseReal(pSpectrum, pInverse);
-    ippsAdd_32f_I(2 * B - m_uOutputPos, pInverse, pOverlap + m_uOutputPos);
+    AddInverse(pSpectrum, pOverlap);
     ippsCopy_32f(n, pOverlap + m_uOutputPos, pIo);
     m_uOutputPos += n;
     const bool bShift = m_uOutputPos >= B;
@@ -238,13 +249,13 @@ void PartConvNoLock::LandLater(bool bShift)
     const uint32_t B = static_cast<uint32_t>(m_sBlockSize);
     float* pInverse = m_afInverseOut.data();
     float* pOverlap = m_aafOverlap[0].data();
-    m_FFT.InverseReal(m_afSpectrumSum.data(), pInverse);
     if (bShift) {
+        m_FFT.InverseReal(m_afSpectrumSum.data(), pInverse);
         for (uint32_t i = 0; i < B; ++i)
             pOverlap[i] = pOverlap[B + i] + pInverse[i];
         ippsCopy_32f(B, pInverse + B, pOverlap + B);
     } else {
-        ippsAdd_32f_I(2 * B, pInverse, pOverlap);
+        m_FFT.InverseRealAdd(m_afSpectrumSum.data(), pOverlap);
     }
     if (++m_uSlot >= m_uNumSlots)
         m_uSlot = 0;
@@ -291,8 +302,7 @@ void PartConvNoLock::Process(uint32_t uNumSamples, float* const* ppChannels)
                 m_FFT.ForwardReal(pTime, pSpectrum);
                 m_pfnMul(uBins, Kernel(0), pSpectrum, pSpectrum);
             }
-            m_FFT.InverseReal(pSpectrum, pInverse);
-            ippsAdd_32f_I(2 * B - m_uOutputPos, pInverse, pOverlap + m_uOutputPos);
+            AddInverse(pSpectrum, pOverlap);
             ippsCopy_32f(n, pOverlap + m_uOutputPos, pIo);
         }
         m_uOutputPos += n;

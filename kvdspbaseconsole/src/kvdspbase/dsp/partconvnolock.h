@@ -65,6 +65,9 @@ private:
     void MonoChunk(uint32_t n, float* pIo, const float* pNew, const float* pBlock, bool bDeferLater);
     // The later partitions' sum, already in m_afSpectrumSum, into the overlap; the ring moves on.
     void LandLater(bool bShift);
+    // The inverse transform of the direct partition's product, added to the overlap from the
+    // output position on.
+    void AddInverse(const float* pSpectrum, float* pOverlap);
     uint32_t Stride() const { return static_cast<uint32_t>(2 * m_sBlockSize + 2); }
     const float* Kernel(uint32_t p) const { return (m_pSharedKernel ? m_pSharedKernel : m_aafKernel.data()) + p * Stride(); }
     float* Slot(uint32_t c, uint32_t s) { return m_aaafDelayLine[c].data() + s * Stride(); }
