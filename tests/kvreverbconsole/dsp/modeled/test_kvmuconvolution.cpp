@@ -20,23 +20,29 @@ TEST(KvMuConvolution, EachChannelConvolvesWithItsArrayWithoutLatency)
     std::copy(h1.begin(), h1.end(), storage.begin() + 1 + 1500);
     const float* taps[2] = {storage.data() + 1, storage.data() + 1 + 1500};
     // Four channels over two arrays: channels 2 and 3 reuse arrays 0 and 1. The second load
-    // outgrows the construction size, so the kernels move.
-    KvMuConvolution conv(600, 4, 9, 9);
+    // outgrows the construction size, so the kernels move. A twin on the arrays swapped runs
+    // beside it on the same input.
+    KvMuConvolution conv(600, 4, 9, 9), twin(600, 4, 9, 9);
     conv.SetTaps(2, 700, taps);
     conv.SetTaps(2, 1500, taps);
+    const float* swapped[2] = {taps[1], taps[0]};
+    twin.SetTaps(2, 1500, swapped);
     ASSERT_TRUE(conv.TapsLoaded());
     const size_t n = 5000;
     const std::vector<std::vector<float>> x = {RefNoise(n, 1), RefNoise(n, 2), RefNoise(n, 3), RefNoise(n, 4)};
-    auto y = x;
+    auto y = x, z = x;
     std::uniform_int_distribution<uint32_t> len(1, 1536);
     for (size_t t = 0; t < n;) {
         const uint32_t k = static_cast<uint32_t>(std::min<size_t>(len(rng), n - t));
         float* p[4] = {y[0].data() + t, y[1].data() + t, y[2].data() + t, y[3].data() + t};
-        conv.Process(k, p);
+        float* q[4] = {z[0].data() + t, z[1].data() + t, z[2].data() + t, z[3].data() + t};
+        conv.ProcessBeside(k, p, twin, q);
         t += k;
     }
-    for (int c = 0; c < 4; ++c) // float FFT over 1500 taps
+    for (int c = 0; c < 4; ++c) { // float FFT over 1500 taps
         EXPECT_LT(RefMaxError(y[c], RefConvolution(x[c], c % 2 ? h1 : h0)), 2e-4) << "channel " << c;
+        EXPECT_LT(RefMaxError(z[c], RefConvolution(x[c], c % 2 ? h0 : h1)), 2e-4) << "twin channel " << c;
+    }
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
