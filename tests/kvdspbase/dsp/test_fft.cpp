@@ -91,12 +91,17 @@ TEST(Fft, InverseRealCountsEdgeImaginaryParts)
             }
             EXPECT_NEAR(out[t], s / n, 1e-6) << n << " " << t << " simd " << (uCase % 2 == 0);
         }
-        // Added to a sum in its last pass: the bits of the inverse and then the sum.
-        std::vector<float> sum = RefNoise(n, n + 1), want = sum;
-        for (uint32_t t = 0; t < n; ++t)
-            want[t] += out[t];
-        fft.InverseRealAdd(spectrum.data(), sum.data());
-        EXPECT_EQ(sum, want) << n;
+        // Added to the first 0, n / 2 or n floats of a sum in its last pass, in place and not:
+        // the bits of the inverse and then the sum.
+        for (uint32_t uAdd : {0u, n / 2, n}) {
+            const std::vector<float> add = RefNoise(n, n + uAdd);
+            std::vector<float> want = out, sum = add, to(n);
+            for (uint32_t t = 0; t < uAdd; ++t)
+                want[t] = add[t] + out[t];
+            fft.InverseRealAdd(spectrum.data(), sum.data(), uAdd, sum.data());
+            fft.InverseRealAdd(spectrum.data(), add.data(), uAdd, to.data());
+            EXPECT_TRUE(to == want && sum == want) << n << " " << uAdd;
+        }
     }
 }
 

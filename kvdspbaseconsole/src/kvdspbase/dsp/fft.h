@@ -20,9 +20,13 @@ public:
     // N + 2 floats in, N out, scaled by 1 / N; the imaginary parts of bins 0 and N / 2 count as
     // additions to their real parts. out must not overlap in.
     void InverseReal(const float* in_pIn, float* out_pOut) { m_Reference.InverseReal(in_pIn, out_pOut); }
-    // InverseReal added to io_pSum (N floats, not overlapping in), with the same bits as the two
-    // steps, without a pass of its own for the sum.
-    void InverseRealAdd(const float* in_pIn, float* io_pSum) { m_Reference.InverseRealAdd(in_pIn, io_pSum); }
+    // out = InverseReal + pAdd over the first uAddCount floats (even, at most N), the inverse
+    // alone over the rest: the same bits as the two steps, without a pass of its own for the sum.
+    // out may be pAdd; neither may overlap in.
+    void InverseRealAdd(const float* in_pIn, const float* in_pAdd, uint32_t in_uAddCount, float* out_pOut)
+    {
+        m_Reference.InverseRealAdd(in_pIn, in_pAdd, in_uAddCount, out_pOut);
+    }
     void ForwardComplex(const float* in_pRe, const float* in_pIm, float* out_pRe, float* out_pIm)
     {
         m_Reference.ForwardComplex(in_pRe, in_pIm, out_pRe, out_pIm);

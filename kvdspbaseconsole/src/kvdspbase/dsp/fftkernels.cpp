@@ -123,11 +123,12 @@ void InterleavePortable(uint32_t n, const float* __restrict re, const float* __r
     }
 }
 
-void InterleaveAddPortable(uint32_t n, const float* __restrict re, const float* __restrict im, float* __restrict io)
+void InterleaveAddPortable(uint32_t n, const float* __restrict re, const float* __restrict im, const float* add,
+                           float* out)
 {
     for (uint32_t i = 0; i < n; ++i) {
-        io[2 * i] += re[i];
-        io[2 * i + 1] += im[i];
+        out[2 * i] = add[2 * i] + re[i];
+        out[2 * i + 1] = add[2 * i + 1] + im[i];
     }
 }
 

@@ -24,8 +24,9 @@ typedef void (*FftRealPreFn)(uint32_t h, const float* tw, const float* in, float
 // Splits n interleaved pairs into two arrays, and the reverse.
 typedef void (*FftDeinterleaveFn)(uint32_t n, const float* in, float* re, float* im);
 typedef void (*FftInterleaveFn)(uint32_t n, const float* re, const float* im, float* out);
-// Interleave that adds each pair to the one already in io (one rounding per sum).
-typedef void (*FftInterleaveAddFn)(uint32_t n, const float* re, const float* im, float* io);
+// Interleave that adds each pair to the pair at the same place of add (one rounding per sum);
+// out may be add.
+typedef void (*FftInterleaveAddFn)(uint32_t n, const float* re, const float* im, const float* add, float* out);
 
 struct FftKernels
 {

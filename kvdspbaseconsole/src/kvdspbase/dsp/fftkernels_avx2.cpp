@@ -295,19 +295,21 @@ KV_AVX2 void InterleaveAvx2(uint32_t n, const float* re, const float* im, float*
     }
 }
 
-KV_AVX2 void InterleaveAddAvx2(uint32_t n, const float* re, const float* im, float* io)
+KV_AVX2 void InterleaveAddAvx2(uint32_t n, const float* re, const float* im, const float* add, float* out)
 {
     uint32_t i = 0;
     for (; i + 8 <= n; i += 8) {
         const __m256 r = _mm256_loadu_ps(re + i), m = _mm256_loadu_ps(im + i);
         const __m256 lo = _mm256_unpacklo_ps(r, m), hi = _mm256_unpackhi_ps(r, m);
-        float* p = io + 2 * i;
-        _mm256_storeu_ps(p, _mm256_add_ps(_mm256_loadu_ps(p), _mm256_permute2f128_ps(lo, hi, 0x20)));
-        _mm256_storeu_ps(p + 8, _mm256_add_ps(_mm256_loadu_ps(p + 8), _mm256_permute2f128_ps(lo, hi, 0x31)));
+        const float* a = add + 2 * i;
+        float* p = out + 2 * i;
+        const __m256 a0 = _mm256_loadu_ps(a), a1 = _mm256_loadu_ps(a + 8);
+        _mm256_storeu_ps(p, _mm256_add_ps(a0, _mm256_permute2f128_ps(lo, hi, 0x20)));
+        _mm256_storeu_ps(p + 8, _mm256_add_ps(a1, _mm256_permute2f128_ps(lo, hi, 0x31)));
     }
     for (; i < n; ++i) {
-        io[2 * i] += re[i];
-        io[2 * i + 1] += im[i];
+        out[2 * i] = add[2 * i] + re[i];
+        out[2 * i + 1] = add[2 * i + 1] + im[i];
     }
 }
 

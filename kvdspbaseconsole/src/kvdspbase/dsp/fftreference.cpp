@@ -229,21 +229,23 @@ void FftReference::InverseReal(const float* in_pIn, float* out_pOut)
     m_pKernels->Interleave(H, ar + H, ar, out_pOut);
 }
 
-void FftReference::InverseRealAdd(const float* in_pIn, float* io_pSum)
+void FftReference::InverseRealAdd(const float* in_pIn, const float* in_pAdd, uint32_t in_uAddCount, float* out_pOut)
 {
     if (!m_bReady || m_iMode != FFT_REAL)
         return;
     const uint32_t N = static_cast<uint32_t>(m_sFFT);
+    const uint32_t uPairs = (in_uAddCount < N ? in_uAddCount : N) / 2;
     if (N <= 2) {
         float out[2];
         InverseReal(in_pIn, out);
         for (uint32_t i = 0; i < N; ++i)
-            io_pSum[i] += out[i];
+            out_pOut[i] = i < 2 * uPairs ? in_pAdd[i] + out[i] : out[i];
         return;
     }
     const uint32_t H = N / 2;
     const float* ar = InverseSplit(in_pIn);
-    m_pKernels->InterleaveAdd(H, ar + H, ar, io_pSum);
+    m_pKernels->InterleaveAdd(uPairs, ar + H, ar, in_pAdd, out_pOut);
+    m_pKernels->Interleave(H - uPairs, ar + H + uPairs, ar + uPairs, out_pOut + 2 * uPairs);
 }
 
 const float* FftReference::InverseSplit(const float* in_pIn)

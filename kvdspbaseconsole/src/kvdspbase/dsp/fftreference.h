@@ -31,8 +31,9 @@ public:
     void ForwardReal(const float* in_pIn, float* out_pOut);
     // N + 2 floats in, N floats out, scaled by 1 / N. out must not overlap in.
     void InverseReal(const float* in_pIn, float* out_pOut);
-    // InverseReal added to io_pSum (N floats), the same bits as InverseReal and then the sum.
-    void InverseRealAdd(const float* in_pIn, float* io_pSum);
+    // out = InverseReal + pAdd over the first uAddCount floats (even, at most N), InverseReal
+    // alone over the rest; the same bits as the two steps. out may be pAdd.
+    void InverseRealAdd(const float* in_pIn, const float* in_pAdd, uint32_t in_uAddCount, float* out_pOut);
     // Unscaled, kernel exp(-2 pi i k n / N); outputs may equal the inputs.
     void ForwardComplex(const float* in_pRe, const float* in_pIm, float* out_pRe, float* out_pIm);
     // Scaled by 1 / N.

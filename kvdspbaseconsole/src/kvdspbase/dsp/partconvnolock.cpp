@@ -120,7 +120,7 @@ void PartConvNoLock::AddInverse(const float* pSpectrum, float* pOverlap)
     // From the start of the overlap the whole transform adds in its last pass; further on, only
     // the part that fits.
     if (m_uOutputPos == 0) {
-        m_FFT.InverseRealAdd(pSpectrum, pOverlap);
+        m_FFT.InverseRealAdd(pSpectrum, pOverlap, static_cast<uint32_t>(m_sFFTSize), pOverlap);
         return;
     }
     float* pInverse = m_afInverseOut.data();
@@ -247,16 +247,12 @@ void PartConvNoLock::FinishLater(PartConvNoLock* io_pOther)
 void PartConvNoLock::LandLater(bool bShift)
 {
     const uint32_t B = static_cast<uint32_t>(m_sBlockSize);
-    float* pInverse = m_afInverseOut.data();
     float* pOverlap = m_aafOverlap[0].data();
-    if (bShift) {
-        m_FFT.InverseReal(m_afSpectrumSum.data(), pInverse);
-        for (uint32_t i = 0; i < B; ++i)
-            pOverlap[i] = pOverlap[B + i] + pInverse[i];
-        ippsCopy_32f(B, pInverse + B, pOverlap + B);
-    } else {
-        m_FFT.InverseRealAdd(m_afSpectrumSum.data(), pOverlap);
-    }
+    // With the move down, the upper half of the overlap was silence: it takes the inverse alone.
+    if (bShift)
+        m_FFT.InverseRealAdd(m_afSpectrumSum.data(), pOverlap + B, B, pOverlap);
+    else
+        m_FFT.InverseRealAdd(m_afSpectrumSum.data(), pOverlap, 2 * B, pOverlap);
     if (++m_uSlot >= m_uNumSlots)
         m_uSlot = 0;
     m_bLaterPending = false;
