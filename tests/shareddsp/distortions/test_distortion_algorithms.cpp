@@ -146,8 +146,8 @@ TEST(DistortionAlgorithms, InvertedOutputKeepsWetPolarityAndInvertsDry)
     EXPECT_NEAR(RunOne(s, -1.0f), -(1.0 - std::exp(-1.0)), TOL);
     s.fMix = 0.0f;
     EXPECT_EQ(RunOne(s, 0.4f), -0.4f);
-    s.fMix = 50.0f; // half of each: -( -0.632121 x 0.5 + 1 x 0.5 )
-    EXPECT_NEAR(RunOne(s, 1.0f), -(-(1.0 - std::exp(-1.0)) * 0.5 + 0.5), TOL);
+    s.fMix = 75.0f; // away from the midpoint, where a swap of wet and dry would not show
+    EXPECT_NEAR(RunOne(s, 1.0f), -(-(1.0 - std::exp(-1.0)) * 0.75 + 0.25), TOL);
     // Clip Control and Delicate Harmonics: k = 9 C + 1, wet atan(|w|^k)^(1/k) with w's sign.
     ExpectCurve(18, 0, [](double w) { return std::atan(w); }, {1.0, -1.0, 0.2}, 0.0f);
     ExpectCurve(18, 0, [](double w) { return (w > 0 ? 1 : -1) * std::pow(std::atan(std::pow(std::fabs(w), 10)), 0.1); },

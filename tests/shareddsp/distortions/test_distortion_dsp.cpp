@@ -1,34 +1,8 @@
-// The slot grid: slots chain in the caller's order, bad indices assert, Reset heals.
+// The slot grid: bad indices assert, Reset heals. (Slots in series are the effect's tests'.)
 #include <gtest/gtest.h>
 #include <cmath>
 #include "distortion_test_util.h"
 #include "support/testhost.h"
-
-TEST(DistortionDsp, SlotOneTakesSlotZerosOutput)
-{
-    TestHost host;
-    DistortionDsp dsp(48000.0f);
-    SlotSetting a;
-    a.uAlgorithm = 17; // tanh, trim -3
-    a.fOutputDb = 2.0f;
-    SlotSetting b;
-    b.uAlgorithm = 22; // Blues Driver, trim 0
-    b.fMix = 75.0f;
-    ApplySetting(dsp, a, 3, 0);
-    ApplySetting(dsp, b, 3, 1);
-    std::vector<float> buf = {0.7f, -0.4f, 2.0f};
-    const std::vector<float> in = buf;
-    dsp.Process(3, 0, 3, buf.data());
-    dsp.Process(3, 1, 3, buf.data());
-    for (size_t i = 0; i < in.size(); ++i) {
-        const double u = std::tanh(static_cast<double>(in[i])) * DbGain(-3) * DbGain(2);
-        const double fBlues = (std::fabs(u) + 1) * u / (u * u + 1);
-        EXPECT_NEAR(buf[i], 0.75 * fBlues + 0.25 * u, 2e-6) << i;
-    }
-    // Other bands are separate records.
-    EXPECT_EQ(dsp.GetAlgorithm(0, 0), 0u);
-    EXPECT_EQ(dsp.GetAlgorithm(3, 1), 22u);
-}
 
 // Out-of-grid calls are reported, one each, and write nothing.
 TEST(DistortionDsp, BadIndicesAssertAndChangeNothing)
