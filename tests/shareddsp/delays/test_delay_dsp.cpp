@@ -197,6 +197,7 @@ TEST(SkrelDelayDsp, AntiDenormalOffsetAndMovingAverageRing)
     for (float fSteps : expected)
         EXPECT_FLOAT_EQ(dsp.ApplyCharacter(0.8f), fSteps / 32.0f);
     dsp.SetAmount(0.99f); // still N = 8 and 6 bits, but the ring starts again from zeros
+    EXPECT_EQ(dsp.GetAverageLength(), 8u); // 7.92 rounds; 7 would still read 3 / 32 below
     EXPECT_FLOAT_EQ(dsp.ApplyCharacter(0.8f), 3.0f / 32.0f);
     dsp.SetMode(SkrelDelayDsp::DELAY_MODE_SINE);
     EXPECT_EQ(dsp.GetAverageLength(), 0u);
