@@ -195,8 +195,13 @@ TEST(DistortionAlgorithms, PolynomialFamilyGrowsWithTheSquareOfTheDrive)
     s.uAlgorithm = 28;
     s.fDrive = 10.0f;
     EXPECT_NEAR(RunOne(s, 0.5f), 0.8 * 50 * 50, 0.8 * 2500 * 1e-5);
-    s.fDrive = 5.0f; // 20 dB: a tenth of the drive, a hundredth of the output
-    EXPECT_NEAR(RunOne(s, 0.5f), 0.8 * 5 * 5, 20 * 1e-5);
+    // A new slot stands on Drive 5 (20 dB: a tenth of the drive, a hundredth of the output),
+    // no gains and Mix 100.
+    DistortionDsp fresh(48000.0f);
+    fresh.SetAlgorithm(3, 28, 0);
+    float x = 0.5f;
+    fresh.Process(3, 0, 1, &x);
+    EXPECT_NEAR(x, 0.8 * 5 * 5, 20 * 1e-5);
 }
 
 TEST(DistortionAlgorithms, CharacterIsIgnoredWhereTheTableSaysSo)
