@@ -49,8 +49,6 @@ TEST(PrefilterDsp, LfoShapesAtChosenPhases)
         EXPECT_TRUE(PrefilterDsp::LfoValue(c.uShape, c.t, v));
         EXPECT_NEAR(v, c.v, 1e-6f) << c.uShape << " at " << c.t;
     }
-    float v = -1.0f;
-    EXPECT_FALSE(PrefilterDsp::LfoValue(5, 0.5f, v));
 }
 
 TEST(PrefilterDsp, ModulatedCoefficientsAreHeldForFiftySamples)
