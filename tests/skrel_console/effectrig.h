@@ -1,21 +1,29 @@
 // One effect and its parameter object as the host makes them, over one planar block buffer,
-// for the effect tests.
+// for the effect tests; by type, or untyped from a registration record's factories.
 #pragma once
 #include <gtest/gtest.h>
 #include <vector>
 #include "host/qwplugin.h"
+#include "host/qwpluginregistration.h"
 #include "support/testhost.h"
 
-template <class FX, class Params>
+template <class FX = QwEffectPlugin, class Params = QwPluginParam>
 struct EffectRig
 {
     EffectRig(TestHost& io_host, uint32_t in_uChannels, uint16_t in_uMaxFrames, uint32_t in_uMask = 0,
               uint32_t in_uRate = 48000)
+        : EffectRig(io_host, static_cast<Params*>(Params::Create(&io_host.allocator)), &FX::Create, in_uChannels,
+                    in_uMaxFrames, in_uMask, in_uRate)
+    {
+    }
+    // Takes the parameter object and inits it, then makes the effect.
+    EffectRig(TestHost& io_host, Params* in_pParams, QwCreateEffectFn in_pfnCreateFx, uint32_t in_uChannels,
+              uint16_t in_uMaxFrames, uint32_t in_uMask, uint32_t in_uRate = 48000)
         : host(io_host), context(in_uMaxFrames), data(static_cast<size_t>(in_uChannels) * in_uMaxFrames, 0.0f)
     {
-        pParams = static_cast<Params*>(Params::Create(&host.allocator));
+        pParams = in_pParams;
         pParams->Init(&host.allocator, nullptr, 0);
-        pFx = static_cast<FX*>(FX::Create(&host.allocator));
+        pFx = static_cast<FX*>(in_pfnCreateFx(&host.allocator));
         format = {in_uRate, QwMakeChannelConfig(in_uChannels, in_uMask), 0};
         buffer = {data.data(), format.uChannelConfig, QW_DataReady, in_uMaxFrames, in_uMaxFrames};
     }

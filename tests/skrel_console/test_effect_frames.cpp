@@ -15,6 +15,7 @@
 #include "skrel_console/delay/qwent/audioenginefx/kvskreldelayfx.h"
 #include "skrel_console/distortion/qwent/audioenginefx/kvskreldistortionfx.h"
 #include "skrel_console/dynamics/qwent/audioenginefx/kvskreldynamicsfx.h"
+#include "skrel_console/effectrig.h"
 #include "skrel_console/filter/qwent/audioenginefx/kvskrelfiltersfx.h"
 #include "skrel_console/mbdistortion/qwent/audioenginefx/kvskrelmultibanddistortionfx.h"
 #include "support/dspreference.h"
@@ -52,38 +53,14 @@ const std::vector<Effect>& AllEffects()
 }
 
 // One effect with default parameters and its media, on a stereo block at 48 kHz.
-struct Instance
+struct Instance : EffectRig<>
 {
-    Instance(TestHost& io_host, const Effect& in_effect) : host(io_host), context(BLOCK), data(2 * BLOCK, 0.0f)
+    Instance(TestHost& io_host, const Effect& in_effect)
+        : EffectRig(io_host, in_effect.pRecord->pCreateParams(&io_host.allocator), in_effect.pRecord->pCreateFX, 2, BLOCK,
+                    QW_MASK_STEREO)
     {
         context.media = in_effect.media;
-        pParams = in_effect.pRecord->pCreateParams(&host.allocator);
-        pParams->Init(&host.allocator, nullptr, 0);
-        pFx = in_effect.pRecord->pCreateFX(&host.allocator);
     }
-    ~Instance()
-    {
-        pFx->Term(&host.allocator);
-        pParams->Term(&host.allocator);
-    }
-    QwResult Init()
-    {
-        QwFormat format = {48000, QwMakeChannelConfig(2, QW_MASK_STEREO), 0};
-        return pFx->Init(&host.allocator, &context, pParams, format);
-    }
-    QwAudioBuffer Execute(uint16_t in_uValid, uint32_t in_eState = QW_DataReady, uint32_t in_uChannels = 2)
-    {
-        QwAudioBuffer buffer = {data.data(), QwMakeChannelConfig(in_uChannels, in_uChannels == 2 ? QW_MASK_STEREO : 0u),
-                                in_eState, BLOCK, in_uValid};
-        pFx->Execute(&buffer);
-        return buffer;
-    }
-
-    TestHost& host;
-    TestEffectContext context;
-    std::vector<float> data;
-    QwPluginParam* pParams;
-    QwEffectPlugin* pFx;
 };
 
 } // namespace
@@ -120,7 +97,6 @@ TEST(EffectFrames, BlockItemsAreTheIdsAndStartValuesAreTheTableDefaults)
         for (uint32_t u : defaults)
             ASSERT_NE(u, 0xFFFFFFFFu) << sName << ": a block item without an id";
         const std::vector<float> noise = RefNoise(2 * BLOCK, 5, 0.5f);
-        // 0: as created; 1: the defaults' block; 2: the values' block; 3: the values one id at a time.
         // 0: as created; 1: the defaults' block, sent with a size 4 short and 4 over first (read
         // all the same, reported once each); 2: a clone of the values' block; 3: the values one id
         // at a time, and two unknown ids.
@@ -207,9 +183,9 @@ TEST(EffectFrames, ExecuteAllocatesNothingAndWritesOnlyTheValidFrames)
                         ASSERT_EQ(fx.data[c * BLOCK + n], 7.0f) << sName << " " << param.pszName << " " << n;
             }
         }
-        QwAudioBuffer buffer = fx.Execute(100, QW_InputEnded);
-        for (int k = 0; k < 40 && buffer.eState == QW_DataReady; ++k)
-            buffer = fx.Execute(0, QW_InputEnded);
+        fx.Execute(100, QW_InputEnded);
+        for (int k = 0; k < 40 && fx.buffer.eState == QW_DataReady; ++k)
+            fx.Execute(0, QW_InputEnded);
         EXPECT_EQ(fx.pFx->Reset(), QW_Success) << sName;
         fx.pFx->TimeSkip(BLOCK);
         fx.Execute(BLOCK);
@@ -237,7 +213,9 @@ TEST(EffectFrames, MisfitBlocksAreLeftAlone)
         const std::vector<float> noise = RefNoise(2 * BLOCK, 4, 0.5f);
         fx.data = noise;
         if (e.pMeta->uPluginId != 2 && e.pMeta->uPluginId != 7) {
-            fx.Execute(BLOCK, QW_DataReady, 1);
+            fx.buffer.uChannelConfig = QwMakeChannelConfig(1, 0);
+            fx.Execute(BLOCK);
+            fx.buffer.uChannelConfig = fx.format.uChannelConfig;
             EXPECT_EQ(fx.data, noise) << sName;
             EXPECT_EQ(host.asserts.Count("in_uIndex < NumChannels()"), 1u) << sName;
         }

@@ -71,7 +71,6 @@ TEST(BoxModelerDsp, MatchesDirectConvolutionWithGainsMixAndTrim)
         dsp.SetParam(BoxModelerDsp::PARAM_LENGTH_FRACTION, k.fFraction);
         SCOPED_TRACE(testing::Message() << k.pTaps->size() << " taps, wet " << k.fWet << ", level " << k.fLevel
                                         << ", fraction " << k.fFraction);
-        EXPECT_EQ(dsp.GetTapsUsed(), k.uTaps);
         EXPECT_NEAR(dsp.GetTrimThreshold(), k.fThreshold, k.fThreshold * 1e-5);
         dsp.Reset();
         const std::vector<std::vector<float>> x = {TestNoise(1000, 2), TestNoise(1000, 3)};

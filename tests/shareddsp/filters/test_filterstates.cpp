@@ -131,41 +131,6 @@ TEST(FilterStates, MatchTheirSmallSignalResponses)
                 }
 }
 
-// Pass bands at unity and the slopes of the low-passes, well inside the bands.
-TEST(FilterStates, PassBandsAndSlopes)
-{
-    TestHost host;
-    struct Case
-    {
-        uint32_t uType;
-        float fFc;
-        double dPassHz, dPassGain, dPassTol; // no pass band check at 0 Hz
-        double dSlopeHz, dSlopeDb, dSlopeTol; // the drop from here to the next octave up
-    };
-    const Case aCases[] = {
-        {FILTER_SVF_ONE_STAGE, 200, 10, 1.0, 0.01, 1600, 12, 1},
-        {FILTER_SVF_TWO_STAGE, 200, 10, 1.0, 0.01, 1600, 24, 1},
-        {FILTER_LADDER_CLIPPED, 300, 20, 1.0, 0.01, 2400, 24, 1.5},
-        {FILTER_LADDER_LOW, 300, 20, 1.0, 0.01, 2400, 24, 1.5},
-        // DC gain per stage 1.3 / c, four stages times c^4 x 0.35013: 0.35013 x 1.3^4 = 0.999994.
-        {FILTER_LADDER_CASCADE, 2000, 20, 0.999994, 0.002, 0, 0, 0},
-        {FILTER_LADDER_CASCADE, 200, 0, 0, 0, 3200, 24, 2},
-        {FILTER_SVF_SCALED_LOW, 2000, 100, 1.0, 0.01, 0, 0, 0},
-        {FILTER_SVF_SCALED_HIGH, 200, 12000, 1.0, 0.03, 0, 0, 0},
-        {FILTER_SVF_DRIVEN_LOW, 4000, 50, 1.0, 0.01, 0, 0, 0},
-    };
-    for (const Case& c : aCases) {
-        Filter filter(c.uType, c.fFc, 0.0f);
-        if (c.dPassHz > 0) {
-            EXPECT_NEAR(MeasureGain(*filter, c.dPassHz, 1e-3, 96000), c.dPassGain, c.dPassTol) << c.uType;
-        }
-        if (c.dSlopeHz > 0) {
-            EXPECT_NEAR(Db(MeasureGain(*filter, c.dSlopeHz)) - Db(MeasureGain(*filter, 2 * c.dSlopeHz)), c.dSlopeDb,
-                        c.dSlopeTol) << c.uType;
-        }
-    }
-}
-
 // Noise, then silence: bounded while it plays, and then decaying to nothing, over each
 // family's range of cut-offs and resonances.
 TEST(FilterStates, StableOverTheirRanges)
@@ -215,7 +180,7 @@ TEST(FilterStates, StableOverTheirRanges)
             }
 }
 
-TEST(FilterStates, ScaledFrequencyCoefficientStopsAtOnePointFiveFiveAndTheBandPeaksAtG)
+TEST(FilterStates, ScaledFrequencyCoefficientStopsAtOnePointFiveFive)
 {
     TestHost host;
     // 2 sin(pi f) passes 1.55 at f = asin(0.775) / pi = 0.2823, 13551 Hz at 48 kHz; above it
@@ -230,9 +195,6 @@ TEST(FilterStates, ScaledFrequencyCoefficientStopsAtOnePointFiveFiveAndTheBandPe
     Filter below(FILTER_SVF_SCALED_LOW, 13000.0f, 0.2f);
     EXPECT_GT(std::fabs(MeasureGain(*below, 11000.0) - std::abs(ScaledResponse(FILTER_SVF_SCALED_LOW, 1.55, D, ZInv(11000.0)))),
               0.02);
-    // At resonance 1, D = 0.49 - 0.41 = 0.08 and G = 12.5: the band tap peaks at G.
-    Filter band(FILTER_SVF_SCALED_BAND, 500.0f, 1.0f);
-    EXPECT_NEAR(MeasureGain(*band, 500.0 * 0.99989, 1e-3, 96000), 12.5, 0.15);
 }
 
 TEST(FilterStates, ChainSettingSaturatesNearThreePointEightKilohertz)
@@ -316,15 +278,9 @@ TEST(FilterStates, ClippedLadderClipsTheInputAndRecomputesOnlyOnAChange)
     EXPECT_NE(run({fA}, 0.2f), onlyA); // a change of resonance alone recomputes
 }
 
-TEST(FilterStates, DrivenSvfTunesTheBandAndItsDriveHoldsAnUndampedLoop)
+TEST(FilterStates, DrivenSvfDriveHoldsAnUndampedLoop)
 {
     TestHost host;
-    // Each pass is tuned to fc / 2 at the doubled rate, so the band tap peaks at fc itself.
-    Filter band(FILTER_SVF_DRIVEN_BAND, 2000.0f, 0.8f);
-    const double dAt = MeasureGain(*band, 2000.0);
-    EXPECT_GT(dAt, MeasureGain(*band, 1600.0));
-    EXPECT_GT(dAt, MeasureGain(*band, 2500.0));
-    EXPECT_GT(dAt, 2.0 * MeasureGain(*band, 1000.0));
     // Resonance 1 gives r = 1 and damp = 2 (1 - 1) = 0: linearly a lossless loop. The cubic
     // drive on the band state is all that holds it, with no limit on the input.
     Filter filter(FILTER_SVF_DRIVEN_BAND, 1000.0f, 1.0f);

@@ -49,8 +49,6 @@ TEST(PrefilterDsp, LfoShapesAtChosenPhases)
         EXPECT_TRUE(PrefilterDsp::LfoValue(c.uShape, c.t, v));
         EXPECT_NEAR(v, c.v, 1e-6f) << c.uShape << " at " << c.t;
     }
-    float v = -1.0f;
-    EXPECT_FALSE(PrefilterDsp::LfoValue(5, 0.5f, v));
 }
 
 TEST(PrefilterDsp, ModulatedCoefficientsAreHeldForFiftySamples)
@@ -81,7 +79,6 @@ TEST(PrefilterDsp, ModulatedCoefficientsAreHeldForFiftySamples)
     }
     EXPECT_EQ(got, expected);
     EXPECT_EQ(dsp->GetLfoPosition(0), 1000u % 240u);
-    EXPECT_FLOAT_EQ(dsp->GetLfoValue(0), static_cast<float>(950 % 240) / 240.0f);
 }
 
 // Only the modulated mode moves the LFO, and a call of no frames does not: 2 x 128 of 240.
@@ -136,9 +133,7 @@ TEST(PrefilterDsp, TypeChangeWithinAClassClearsTheMemory)
     OneFilter used(FILTER_LADDER_LOW);
     std::vector<float> noise = RefNoise(400, 21, 0.9f);
     used->Process(400, noise.data());
-    const FilterState* pBefore = used->GetFilter(0);
     EXPECT_TRUE(used->SetType(0, FILTER_LADDER_BAND));
-    EXPECT_NE(used->GetFilter(0), pBefore);
     std::vector<float> got = impulse;
     used->Process(400, got.data());
     EXPECT_EQ(got, expected);
@@ -155,9 +150,7 @@ TEST(PrefilterDsp, SettersRefuseWhatIsOutOfRange)
 {
     TestHost host;
     PrefilterDsp dsp(FS);
-    const FilterState* pBefore = dsp.GetFilter(1);
     EXPECT_FALSE(dsp.SetType(1, NUM_FILTER_TYPES));
-    EXPECT_EQ(dsp.GetFilter(1), pBefore);
     EXPECT_EQ(dsp.GetType(1), FILTER_BIQUAD_PEAK);
     EXPECT_EQ(host.asserts.Count("in_uType < NUM_FILTER_TYPES"), 1u);
     EXPECT_FALSE(dsp.SetMode(1, 3));

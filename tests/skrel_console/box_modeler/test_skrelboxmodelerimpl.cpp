@@ -22,6 +22,5 @@ TEST(SkrelBoxModelerImpl, RefusalsAndPassThrough)
     EXPECT_FALSE(impl.SetFloatParam(1, 0.0f));
     EXPECT_FALSE(impl.SetFloatParam(7, 0.0f));
     EXPECT_EQ(host.asserts.Total(), 4u);
-    EXPECT_EQ(impl.GetMaxBlockFrames(), 1024u);
 }
 
