@@ -5,7 +5,6 @@
 #include <cmath>
 #include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 #include <gtest/gtest.h>
@@ -31,13 +30,6 @@ inline std::string WriteBytes(const TestTempDir& in_dir, const std::string& in_s
 {
     std::ofstream(in_dir.File(in_sName), std::ios::binary).write(static_cast<const char*>(in_pData), in_uSize);
     return in_dir.File(in_sName);
-}
-
-inline std::string Slurp(const std::string& in_sPath)
-{
-    std::stringstream text;
-    text << std::ifstream(in_sPath, std::ios::binary).rdbuf();
-    return text.str();
 }
 
 // A room to fit: noise decaying 60 dB in 0.5 s from 50 ms in, 1 s long at 48 kHz, on
