@@ -32,6 +32,15 @@ inline std::string WriteBytes(const TestTempDir& in_dir, const std::string& in_s
     return in_dir.File(in_sName);
 }
 
+// How many times in_sWhat occurs in in_sText.
+inline size_t CountOf(const std::string& in_sText, const std::string& in_sWhat)
+{
+    size_t n = 0;
+    for (size_t i = in_sText.find(in_sWhat); i != std::string::npos; i = in_sText.find(in_sWhat, i + 1))
+        ++n;
+    return n;
+}
+
 // A room to fit: noise decaying 60 dB in 0.5 s from 50 ms in, 1 s long at 48 kHz, on
 // in_uChannels independent channels.
 inline QwPlanarAudio SyntheticRoom(uint32_t in_uChannels)
