@@ -2,7 +2,7 @@
 #include <random>
 #include <vector>
 #include "host/qwmismatchbuffering.h"
-#include "support/testboxmodel.h"
+#include "support/dspreference.h"
 #include "support/testhost.h"
 
 namespace {
@@ -105,7 +105,7 @@ std::vector<std::vector<float>> RandomInput(uint32_t in_uChannels, size_t in_uFr
 {
     std::vector<std::vector<float>> x;
     for (uint32_t c = 0; c < in_uChannels; ++c)
-        x.push_back(TestNoise(in_uFrames, in_uSeed * 8 + c));
+        x.push_back(RefNoise(in_uFrames, in_uSeed * 8 + c));
     return x;
 }
 

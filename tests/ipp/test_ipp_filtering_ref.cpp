@@ -108,23 +108,6 @@ TEST(IppIir, MatchesLongDoubleDifferenceEquation)
     MatchesLongDouble<float>(1e-4);
 }
 
-TEST(IppIir, CascadeIsScaledByTheFirstSectionsA0)
-{
-    TestHost host;
-    double adTaps[12];
-    for (int i = 0; i < 12; ++i)
-        adTaps[i] = kCascade[i] * 2.0; // a0 = 2 in both sections
-    adTaps[9] = 4.0;                  // the second section's own a0 is not the divisor
-    QwIppIirState64f* pState = nullptr;
-    ASSERT_TRUE(ippsIIRInit_BiQuad_32f(&pState, adTaps, 2, nullptr));
-    for (int i = 0; i < 12; ++i)
-        EXPECT_DOUBLE_EQ(pState->m_adCoeffs[i], adTaps[i] * 0.5);
-    // SetTaps copies as given.
-    ASSERT_TRUE(ippsIIRSetTaps(adTaps, pState));
-    EXPECT_EQ(pState->m_adCoeffs[9], 4.0);
-    ippsIIRFree(pState);
-}
-
 TEST(IppIir, LastDelayCarriesTheAntiDenormalStep)
 {
     TestHost host;

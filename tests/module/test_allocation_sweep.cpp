@@ -9,7 +9,7 @@
 #include "qwfx/lib/qweffectmeta.h"
 #include "qwfx/lib/qwlayout.h"
 #include "qwfx/lib/qwmodule.h"
-#include "support/testboxmodel.h"
+#include "support/dspreference.h"
 #include "support/testhost.h"
 
 namespace {
@@ -47,7 +47,7 @@ void RunBlocks(QwEffectPlugin& io_effect, uint16_t in_uMaxFrames, uint32_t in_uS
 {
     const uint16_t auValid[] = {in_uMaxFrames, 1, 0, static_cast<uint16_t>(in_uMaxFrames / 3), in_uMaxFrames, 7};
     for (uint32_t b = 0; b < 6; ++b) {
-        std::vector<float> block = TestNoise(6u * in_uMaxFrames, in_uSeed * 6 + b);
+        std::vector<float> block = RefNoise(6u * in_uMaxFrames, in_uSeed * 6 + b);
         QwAudioBuffer buffer = {block.data(), QwFindLayout("5.1")->ChannelConfig(), b == 5 ? 17u : 45u,
                                 in_uMaxFrames, auValid[b]};
         io_effect.Execute(&buffer);

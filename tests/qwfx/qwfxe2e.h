@@ -5,7 +5,6 @@
 #include <cmath>
 #include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 #include <gtest/gtest.h>
@@ -33,11 +32,13 @@ inline std::string WriteBytes(const TestTempDir& in_dir, const std::string& in_s
     return in_dir.File(in_sName);
 }
 
-inline std::string Slurp(const std::string& in_sPath)
+// How many times in_sWhat occurs in in_sText.
+inline size_t CountOf(const std::string& in_sText, const std::string& in_sWhat)
 {
-    std::stringstream text;
-    text << std::ifstream(in_sPath, std::ios::binary).rdbuf();
-    return text.str();
+    size_t n = 0;
+    for (size_t i = in_sText.find(in_sWhat); i != std::string::npos; i = in_sText.find(in_sWhat, i + 1))
+        ++n;
+    return n;
 }
 
 // A room to fit: noise decaying 60 dB in 0.5 s from 50 ms in, 1 s long at 48 kHz, on

@@ -6,6 +6,7 @@
 #include "qwfx/lib/qweffectmeta.h"
 #include "qwfx/lib/qwreverbmodel.h"
 #include "qwfx/qwfxe2e.h"
+#include "support/dspreference.h"
 #include "support/testboxmodel.h"
 
 namespace {
@@ -80,7 +81,7 @@ TEST(QwfxCli, MistakesGiveOneLineAndWriteNothing)
         std::memcpy(in_record.data() + in_uAt, &in_uCount, 4);
         return WriteBytes(dir, in_pszName, in_record.data(), in_record.size());
     };
-    const std::vector<uint8_t> box = MakeBoxModelBlob(0.0f, TestNoise(2048, 1));
+    const std::vector<uint8_t> box = MakeBoxModelBlob(0.0f, RefNoise(2048, 1));
     const std::string sBox16G = Patched("b1.bin", box, 4, 0xFFFFFFFFu), sBox1G = Patched("b2.bin", box, 4, 0x10000000u);
     const std::string sBox76M = Patched("b3.bin", box, 4, 20000000u), sReverbHuge = Patched("r1.bin", record, 28, 0xFFFFFFFFu);
     const std::string sReverb2 = Patched("r2.bin", record, 28, 2u);

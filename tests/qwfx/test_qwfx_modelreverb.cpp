@@ -69,10 +69,7 @@ TEST(QwfxModelReverb, WritesTheRecordAndPrintsWhatItFound)
 
     // One measured and one modeled curve an octave, 125 Hz to 8 kHz.
     const std::string sSvg = Slurp(dir.File("d.svg"));
-    size_t uCurves = 0;
-    for (size_t uAt = sSvg.find("<polyline"); uAt != std::string::npos; uAt = sSvg.find("<polyline", uAt + 1))
-        ++uCurves;
-    EXPECT_EQ(uCurves, 14u);
+    EXPECT_EQ(CountOf(sSvg, "<polyline"), 14u);
 }
 TEST(QwfxModelReverb, RenderWithIrEqualsRenderWithTheModelFile)
 {

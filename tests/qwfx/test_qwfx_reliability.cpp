@@ -4,11 +4,8 @@
 #include <cmath>
 #include "qwfx/lib/qwreverbmodel.h"
 #include "qwfx/qwfxe2e.h"
+#include "support/dspreference.h"
 #include "support/testboxmodel.h"
-
-namespace {
-
-} // namespace
 
 // The short-block rule seen from outside. Blocks of 1, 7, 512, 0, 300, 64 valid frames in a
 // 512-frame buffer. The padding effects run each short block as a whole 512-frame block whose
@@ -24,10 +21,10 @@ TEST(QwfxReliability, UnevenBlocksFollowTheShortBlockRule)
     const size_t uFrames = 3 * 884 + 100; // three rounds, then 1, 7 and 92 of a 512
     QwPlanarAudio input(48000, 2, uFrames);
     for (uint32_t c = 0; c < 2; ++c)
-        input.channels[c] = TestNoise(uFrames, 10 + c);
+        input.channels[c] = RefNoise(uFrames, 10 + c);
     WriteWav(dir, "in.wav", input);
     const std::vector<uint8_t> model = QwWriteReverbModel(QwSyntheticReverbModel(48000, 20.0f));
-    const std::vector<uint8_t> ir = MakeBoxModelBlob(-3.0f, TestNoise(700, 3));
+    const std::vector<uint8_t> ir = MakeBoxModelBlob(-3.0f, RefNoise(700, 3));
     const std::string sModel = WriteBytes(dir, "model.bin", model.data(), model.size());
     const std::string sIr = WriteBytes(dir, "ir.bin", ir.data(), ir.size());
 

@@ -87,18 +87,6 @@ TEST(QwfxRender, TailIsRenderedUpToMaxTail)
     }
 }
 
-// Media reaches Init: the stand-in's gain is scaled by the media's 5 bytes (its Init failures are
-// in the command-line mistakes table).
-TEST(QwfxRender, MediaReachesInit)
-{
-    TestTempDir dir;
-    WriteWav(dir, "in.wav", Programme(48000, 1, 100));
-    const std::string sMedia = WriteBytes(dir, "media.bin", "12345", 5);
-    const QwfxRunResult result = RenderFake(dir, {0.5f, 1, 0, 1}, dir.File("out.wav"), {"--media", sMedia});
-    ASSERT_EQ(result.iStatus, 0) << result.sErr;
-    EXPECT_EQ(ReadWav(dir.File("out.wav")).channels[0][7], 2.5f * ReadWav(dir.File("in.wav")).channels[0][7]);
-}
-
 TEST(QwfxRender, AssertionsAreListedAndStrictMakesThemStatus3)
 {
     TestTempDir dir;

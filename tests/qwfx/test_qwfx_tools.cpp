@@ -25,14 +25,6 @@ std::vector<std::pair<double, double>> Rows(const std::string& in_sText)
     return rows;
 }
 
-size_t CountOf(const std::string& in_sText, const std::string& in_sWhat)
-{
-    size_t n = 0;
-    for (size_t i = in_sText.find(in_sWhat); i != std::string::npos; i = in_sText.find(in_sWhat, i + 1))
-        ++n;
-    return n;
-}
-
 } // namespace
 
 TEST(QwfxCurve, ColumnsFollowTheTransfer)

@@ -1,5 +1,5 @@
-// Independent double-precision references for the DSP toolkit tests: random signals, the
-// textbook DFT, an iterative radix-2 FFT, direct convolution and error measures.
+// Independent double-precision references for the DSP toolkit tests: random signals and ramps,
+// the textbook DFT, an iterative radix-2 FFT, direct convolution and error measures.
 #pragma once
 #include <algorithm>
 #include <cmath>
@@ -18,6 +18,15 @@ inline std::vector<float> RefNoise(size_t n, uint32_t seed, float scale = 1.0f)
     std::vector<float> v(n);
     for (float& x : v)
         x = dist(rng);
+    return v;
+}
+
+// in_fStart, in_fStart + 1, ...: every misplaced sample shows.
+inline std::vector<float> RefRamp(size_t n, float in_fStart = 1.0f)
+{
+    std::vector<float> v(n);
+    for (size_t i = 0; i < n; ++i)
+        v[i] = in_fStart + static_cast<float>(i);
     return v;
 }
 

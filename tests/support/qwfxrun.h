@@ -46,6 +46,13 @@ struct QwfxRunResult
     }
 };
 
+inline std::string Slurp(const std::string& in_sPath)
+{
+    std::stringstream text;
+    text << std::ifstream(in_sPath, std::ios::binary).rdbuf();
+    return text.str();
+}
+
 // The program's stdout and stderr go to files in io_dir; qwfx unless another program is named.
 inline QwfxRunResult RunQwfx(const std::vector<std::string>& in_args, const TestTempDir& in_dir,
                              const char* in_pszProgram = QWFX_PATH)
@@ -72,14 +79,8 @@ inline QwfxRunResult RunQwfx(const std::vector<std::string>& in_args, const Test
         result.iStatus = WIFEXITED(iWait) ? WEXITSTATUS(iWait) : -1;
     }
     posix_spawn_file_actions_destroy(&actions);
-    auto slurp = [](const std::string& in_sPath) {
-        std::ifstream file(in_sPath);
-        std::stringstream text;
-        text << file.rdbuf();
-        return text.str();
-    };
-    result.sOut = slurp(sOutFile);
-    result.sErr = slurp(sErrFile);
+    result.sOut = Slurp(sOutFile);
+    result.sErr = Slurp(sErrFile);
     std::filesystem::remove(sOutFile);
     std::filesystem::remove(sErrFile);
     return result;

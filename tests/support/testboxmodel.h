@@ -1,9 +1,9 @@
-// Box model records and noise for the box modeler's tests.
+// Box model records for the box modeler's tests.
 #pragma once
 #include <cstdint>
 #include <cstring>
-#include <random>
 #include <vector>
+#include "support/dspreference.h"
 
 // The plug-in media: f32 gain in dB, u32 tap count, the taps (little-endian on this host).
 inline std::vector<uint8_t> MakeBoxModelBlob(float in_fGainDb, const std::vector<float>& in_taps)
@@ -17,12 +17,5 @@ inline std::vector<uint8_t> MakeBoxModelBlob(float in_fGainDb, const std::vector
     return blob;
 }
 
-inline std::vector<float> TestNoise(size_t in_uCount, uint32_t in_uSeed)
-{
-    std::mt19937 rng(in_uSeed);
-    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
-    std::vector<float> v(in_uCount);
-    for (float& x : v)
-        x = dist(rng);
-    return v;
-}
+// The same noise as RefNoise, under the name older users know.
+inline std::vector<float> TestNoise(size_t in_uCount, uint32_t in_uSeed) { return RefNoise(in_uCount, in_uSeed); }

@@ -45,15 +45,11 @@ class TestEffectContext : public QwEffectContext
 public:
     explicit TestEffectContext(uint16_t in_uMaxFrames) : global(in_uMaxFrames) {}
     QwGlobalContext* GetGlobalContext() override { return &global; }
-    void GetPluginMedia(uint32_t in_uIndex, const uint8_t*& out_pData, uint32_t& out_uSize) override
+    void GetPluginMedia(uint32_t, const uint8_t*& out_pData, uint32_t& out_uSize) override
     {
-        uMediaRequests++;
-        uLastMediaIndex = in_uIndex;
         out_pData = media.empty() ? nullptr : media.data();
         out_uSize = static_cast<uint32_t>(media.size());
     }
     TestGlobalContext global;
     std::vector<uint8_t> media;
-    uint32_t uMediaRequests = 0;
-    uint32_t uLastMediaIndex = 0xFFFFFFFFu;
 };

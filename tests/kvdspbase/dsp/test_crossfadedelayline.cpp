@@ -2,18 +2,10 @@
 #include <algorithm>
 #include <vector>
 #include "kvdspbase/dsp/crossfadedelayline.h"
+#include "support/dspreference.h"
 #include "support/testhost.h"
 
 namespace {
-
-// 1, 2, 3, ...: every delayed value names its source sample.
-std::vector<float> Ramp(size_t n)
-{
-    std::vector<float> v(n);
-    for (size_t i = 0; i < n; ++i)
-        v[i] = static_cast<float>(i + 1);
-    return v;
-}
 
 // x[t - d], or 0 before the start.
 double Delayed(long t, long d)
@@ -40,7 +32,7 @@ TEST(CrossfadeDelayLine, FixedDelayBeforeRunningAndAfterReset)
         line.SetDelay(d);
         EXPECT_EQ(line.GetDelay(), d);
         for (int iRun = 0; iRun < 2; ++iRun) {
-            std::vector<float> y = Ramp(300);
+            std::vector<float> y = RefRamp(300);
             line.Process(120, y.data());
             line.Process(180, y.data() + 120);
             for (long t = 0; t < 300; ++t)
@@ -49,7 +41,7 @@ TEST(CrossfadeDelayLine, FixedDelayBeforeRunningAndAfterReset)
         }
         const uint32_t uJump = d / 2 + 3;
         line.SetDelay(uJump);
-        std::vector<float> w = Ramp(100);
+        std::vector<float> w = RefRamp(100);
         line.Process(100, w.data());
         for (long t = 0; t < 100; ++t)
             EXPECT_EQ(w[t], Delayed(t, uJump)) << d << " " << t;
@@ -64,7 +56,7 @@ TEST(CrossfadeDelayLine, FadesOver127SamplesAndQueuesOneDelay)
     TestHost host;
     CrossfadeDelayLine line(512);
     line.SetDelay(5);
-    std::vector<float> y = Ramp(800);
+    std::vector<float> y = RefRamp(800);
     line.Process(10, y.data());
     line.SetDelay(100);
     line.SetDelay(20);

@@ -6,6 +6,7 @@
 #include <vector>
 #include "kvdspbase/dsp/datatail.h"
 #include "kvdspbase/dsp/datatail1d.h"
+#include "support/dspreference.h"
 #include "support/testhost.h"
 
 namespace {
@@ -61,20 +62,12 @@ struct Mono
     Vec Valid() const { return Vec(tail.GetData(), tail.GetData() + tail.GetTotal()); }
 };
 
-Vec Ramp(int n, float fStart)
-{
-    Vec v(n);
-    for (int i = 0; i < n; ++i)
-        v[i] = fStart + i;
-    return v;
-}
-
 // Appends n samples of a fresh ramp, from a source offset, to the tail and to the model.
 template <class T>
 void AppendRamp(T& io_t, Vec& io_model, int n, int sOffset, bool bWrapping, float& io_fNext)
 {
-    io_t.Append(Ramp(n + sOffset, io_fNext), n, sOffset, bWrapping);
-    const Vec added = Ramp(n, io_fNext + sOffset);
+    io_t.Append(RefRamp(n + sOffset, io_fNext), n, sOffset, bWrapping);
+    const Vec added = RefRamp(n, io_fNext + sOffset);
     io_model.insert(io_model.end(), added.begin(), added.end());
     io_fNext += 50.0f;
 }
@@ -91,7 +84,7 @@ void EdgeCases()
     t.Init(5, 3, true); // total size 8, three silent samples
     EXPECT_EQ(t.Valid(), Vec(3, 0.0f));
     const uint64_t uAllocs = host.allocator.AllocCalls();
-    t.Append(Ramp(9, 1), 5, 4, false); // exactly the free space, from source offset 4
+    t.Append(RefRamp(9, 1), 5, 4, false); // exactly the free space, from source offset 4
     EXPECT_EQ(t.Valid(), (Vec{0, 0, 0, 5, 6, 7, 8, 9}));
     EXPECT_EQ(host.asserts.Total(), 0u);
     t.tail.Advance(2); // keeps the tail: three samples from index 2
@@ -101,12 +94,12 @@ void EdgeCases()
     t.tail.Consume(5); // more than is present: reported, and the buffer ends empty
     EXPECT_EQ(host.asserts.Count("false"), 1u);
     EXPECT_EQ(t.tail.GetTotal(), 0);
-    t.Append(Ramp(4, 1), 4, 0, false);
+    t.Append(RefRamp(4, 1), 4, 0, false);
     t.tail.Advance(4); // the whole total: nothing kept, nothing reported
     EXPECT_EQ(t.tail.GetTotal(), 0);
     EXPECT_EQ(host.asserts.Total(), 1u);
     EXPECT_EQ(host.allocator.AllocCalls(), uAllocs); // appends and cuts allocate nothing
-    t.Append(Ramp(2, 1), 2, 0, false);
+    t.Append(RefRamp(2, 1), 2, 0, false);
     t.tail.Advance(5); // more than present: keep = -3, stored and reported
     EXPECT_EQ(host.asserts.Count(RANGE), 1u);
     EXPECT_EQ(t.tail.GetTotal(), -3);
@@ -116,15 +109,15 @@ void EdgeCases()
     for (int32_t sStart : {0, 3}) {
         t.Init(5, 3, true);
         t.tail.Consume(3); // an empty buffer
-        t.Append(Ramp(sStart, 100), sStart, 0, false);
-        t.Append(Ramp(16, 1), 16, 0, true);
+        t.Append(RefRamp(sStart, 100), sStart, 0, false);
+        t.Append(RefRamp(16, 1), 16, 0, true);
         EXPECT_EQ(t.tail.GetTotal() % 8, sStart);
-        EXPECT_EQ(t.Read(8, -8), Ramp(8, 9)) << sStart;
+        EXPECT_EQ(t.Read(8, -8), RefRamp(8, 9)) << sStart;
         EXPECT_EQ(t.Read(3, -2), (Vec{15, 16, 9})) << sStart; // wraps past the newest
     }
     host.asserts.Clear();
     t.Init(5, 3, true);
-    t.Append(Ramp(6, 1), 6, 0, false); // one too many: reported, cut at the end of the storage
+    t.Append(RefRamp(6, 1), 6, 0, false); // one too many: reported, cut at the end of the storage
     EXPECT_EQ(t.tail.GetTotal(), 8);
     EXPECT_EQ(host.asserts.Total(), 1u);
 }
@@ -197,7 +190,7 @@ TEST(DataTail, CopiesAreDeepAndResizingKeepsTheNewest)
     TestHost host;
     Stereo a, b;
     a.Init(6, 4, true);
-    a.Append(Ramp(5, 1), 5, 0, false); // 0 0 0 0 1 2 3 4 5
+    a.Append(RefRamp(5, 1), 5, 0, false); // 0 0 0 0 1 2 3 4 5
     b.Init(2, 1, false);
     b.tail = a.tail;
     Stereo c{a.tail};
@@ -212,7 +205,7 @@ TEST(DataTail, CopiesAreDeepAndResizingKeepsTheNewest)
 
     Mono m;
     m.Init(6, 4, true);
-    m.Append(Ramp(5, 1), 5, 0, false);
+    m.Append(RefRamp(5, 1), 5, 0, false);
     Mono n{m.tail};
     m.tail.SetMaxBlockSize(2); // total size 6: the newest six
     EXPECT_EQ(m.Valid(), (Vec{0, 1, 2, 3, 4, 5}));
@@ -230,7 +223,7 @@ TEST(DataTail, OutOfMemoryLeavesNoStorageAndCopiesNothing)
     Stereo s;
     s.Init(6, 4, true);
     EXPECT_EQ(s.tail.GetChannel(0), nullptr);
-    s.Append(Ramp(3, 1), 3, 0, false);
+    s.Append(RefRamp(3, 1), 3, 0, false);
     s.tail.Advance(2);
     EXPECT_EQ(s.tail.GetTotal(), 4); // the counts go on
     EXPECT_EQ(host.asserts.Total(), 0u);

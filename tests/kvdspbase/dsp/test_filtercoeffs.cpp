@@ -165,47 +165,25 @@ TEST(FilterCoeffs, FirstOrderSections)
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
-TEST(FilterCoeffs, BilinearTransformHandWorked)
+// The unwarped transform, used directly by the reverb's band filters: 1 / (1 + s + s^2) at
+// fs = 0.5, so k = 1: b = (1, 2, 1); a0 = 1 + 1 + 1 = 3, a1 = 2 - 2 = 0, a2 = 1 - 1 + 1 = 1;
+// over a0: (1/3, 2/3, 1/3, 1, 0, 1/3). The warped one is under every prototype design above.
+TEST(FilterCoeffs, UnwarpedBilinearTransformHandWorked)
 {
     TestHost host;
-    // Order 1, 1 / (1 + s/2) = (1, 0, 1, 0.5), fs = 1 so k = 2:
-    // b0 = 1, b1 = 1, a0 = 1 + 2 * 0.5 = 2, a1 = 1 - 1 = 0; over a0: (0.5, 0.5, 1, 0).
-    const double first[4] = {1.0, 0.0, 1.0, 0.5};
-    double out1[4];
-    BilinearTransform(out1, first, 1, 1.0, BilinearWarp<double>{0.0, false});
-    EXPECT_DOUBLE_EQ(out1[0], 0.5);
-    EXPECT_DOUBLE_EQ(out1[1], 0.5);
-    EXPECT_EQ(out1[2], 1.0);
-    EXPECT_DOUBLE_EQ(out1[3], 0.0);
-    // Order 2, 1 / (1 + s + s^2), fs = 0.5 so k = 1:
-    // b = (1, 2, 1); a0 = 1 + 1 + 1 = 3, a1 = 2 - 2 = 0, a2 = 1 - 1 + 1 = 1; over a0:
-    // (1/3, 2/3, 1/3, 1, 0, 1/3).
     float second[6] = {1.0f, 0.0f, 0.0f, 1.0f, 1.0f, 1.0f};
     BilinearTransform(second, second, 2, 0.5f, BilinearWarp<float>{0.0f, false}); // in place
     const float expected[6] = {1.0f / 3, 2.0f / 3, 1.0f / 3, 1.0f, 0.0f, 1.0f / 3};
     for (int i = 0; i < 6; ++i)
         EXPECT_NEAR(second[i], expected[i], 1e-7);
-    // With the warp at fw the digital response at fw equals the analogue one at 2 pi fw.
-    const double wc = 2 * M_PI * 3000.0;
-    const double analog[4] = {1.0, 0.0, 1.0, 1.0 / wc};
-    double warped[4];
-    BilinearTransform(warped, analog, 1, 48000.0, BilinearWarp<double>{7000.0, true});
-    const long double r = 7000.0L / 3000.0L;
-    EXPECT_NEAR(std::norm(Response(warped, 1, 2 * kPi * 7000.0 / 48000.0)), static_cast<double>(1 / (1 + r * r)),
-                1e-12);
     EXPECT_EQ(host.asserts.Total(), 0u);
 }
 
-TEST(FilterCoeffs, ButterworthSectionsAndLinkwitzRileyPair)
+// The sections are held to the Butterworth closed form above.
+TEST(FilterCoeffs, LinkwitzRileyPairSumsToAnAllPass)
 {
     TestHost host;
-    ButterworthPrototype two(2), three(3);
-    ASSERT_EQ(two.NumSections(), 1u);
-    EXPECT_NEAR(two.Section(0)[1], std::sqrt(2.0), 1e-15); // -2 cos(3 pi / 4)
-    ASSERT_EQ(three.NumSections(), 2u);
-    EXPECT_NEAR(three.Section(0)[1], 1.0, 1e-15); // -2 cos(4 pi / 6)
-    EXPECT_EQ(three.Section(1)[2], 0.0);
-
+    ButterworthPrototype two(2);
     const double fs = 48000.0;
     // Two second-order sections in series each way form a fourth-order Linkwitz-Riley pair,
     // whose sum is an all-pass.

@@ -1,17 +1,10 @@
 #include <gtest/gtest.h>
 #include <vector>
 #include "kvdspbase/dsp/ringbuffer.h"
+#include "support/dspreference.h"
 #include "support/testhost.h"
 
 namespace {
-
-std::vector<float> Ramp(size_t n)
-{
-    std::vector<float> v(n);
-    for (size_t i = 0; i < n; ++i)
-        v[i] = static_cast<float>(i + 1);
-    return v;
-}
 
 std::vector<float> ReadAll(const RingBuffer& line, uint64_t n)
 {
@@ -28,7 +21,7 @@ TEST(RingBuffer, DelaysByLengthPlusOne)
     TestHost host;
     for (uint64_t uLength : {4u, 7u}) {
         RingBuffer line(uLength);
-        const std::vector<float> x = Ramp(200);
+        const std::vector<float> x = RefRamp(200);
         const std::vector<uint32_t> blocks = uLength == 4 ? std::vector<uint32_t>{1} : std::vector<uint32_t>{3, 7, 1, 5, 6};
         std::vector<float> y(x.size());
         for (size_t pos = 0, b = 0; pos < x.size(); pos += blocks[b++ % blocks.size()]) {
@@ -45,7 +38,7 @@ TEST(RingBuffer, DelaysByLengthPlusOne)
 TEST(RingBuffer, SetLengthKeepsHistory)
 {
     TestHost host;
-    const std::vector<float> x = Ramp(16);
+    const std::vector<float> x = RefRamp(16);
     RingBuffer a(6);
     a.Write(x.data(), 6);
     a.Write(x.data() + 6, 4); // holds 8 9 10 4 5 6 7, head 3
@@ -79,7 +72,7 @@ TEST(RingBuffer, LongReadsAndWritesWrapsAndReset)
 {
     TestHost host;
     RingBuffer longer(3);
-    const std::vector<float> x = Ramp(9);
+    const std::vector<float> x = RefRamp(9);
     longer.Write(x.data(), 5); // positions 0 1 2 3 0: holds 5 2 3 4, head 1
     EXPECT_EQ(ReadAll(longer, 4), (std::vector<float>{2, 3, 4, 5}));
     // The fourth sample is the newest entry, which the iterator must not reach.
@@ -95,7 +88,7 @@ TEST(RingBuffer, LongReadsAndWritesWrapsAndReset)
     // A block that ends exactly on the last slot wraps the head, so a long write after it
     // starts again at slot 0: 11 7 8 9 10, head 1.
     RingBuffer wrap(4);
-    const std::vector<float> y = Ramp(11);
+    const std::vector<float> y = RefRamp(11);
     wrap.Write(y.data(), 4);
     wrap.Write(y.data() + 4, 1);
     wrap.Write(y.data() + 5, 6);

@@ -1,7 +1,7 @@
 // A stand-in module for end-to-end tests of qwfx: one effect, plug-in 8 (an id the real
 // module leaves unused), whose behaviour is chosen by its 16-byte parameter block:
 //   f32 gain, u32 Init result (0 or 1: success), u32 tail frames, u32 flags
-//   flags bit 0: media index 0 is required (79 without it) and scales the gain by its size
+//   flags bit 0: media index 0 is required (79 without it)
 //   flags bit 1: every Execute reports the assertion "fake effect assertion"
 // Output is gain x input; the tail, if any, comes through the shared tail handler.
 #include <new>
@@ -73,7 +73,6 @@ public:
             in_pContext->GetPluginMedia(0, pData, uSize);
             if (!pData || uSize == 0)
                 return QW_MediaMissing;
-            m_values.fGain *= static_cast<float>(uSize);
         }
         return QW_Success;
     }
