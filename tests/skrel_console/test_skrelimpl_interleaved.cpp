@@ -102,7 +102,7 @@ TEST(SkrelImpls, InterleavedMatchesPlanar)
                                        [](SkrelDelayImpl& p, uint32_t n, float** ap) { p.ProcessDeinterleaved(n, ap); });
     }
     {
-        const std::vector<uint8_t> blob = MakeBoxModelBlob(0.0f, TestNoise(100, 1));
+        const std::vector<uint8_t> blob = MakeBoxModelBlob(0.0f, RefNoise(100, 1));
         SkrelBoxModelerImpl planar(48000.0f, 2, 64, "", false), woven(48000.0f, 2, 64, "", true);
         for (SkrelBoxModelerImpl* p : {&planar, &woven}) {
             ASSERT_TRUE(p->SetMedia(uint32_t(blob.size()), blob.data()));

@@ -16,6 +16,3 @@ inline std::vector<uint8_t> MakeBoxModelBlob(float in_fGainDb, const std::vector
         std::memcpy(blob.data() + 8, in_taps.data(), 4 * in_taps.size());
     return blob;
 }
-
-// The same noise as RefNoise, under the name older users know.
-inline std::vector<float> TestNoise(size_t in_uCount, uint32_t in_uSeed) { return RefNoise(in_uCount, in_uSeed); }

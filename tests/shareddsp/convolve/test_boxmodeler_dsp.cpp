@@ -37,7 +37,7 @@ const uint32_t B = 64;
 // stay. Level 10 keeps all 8. One tap keeps one (n = 2 by the floor, truncate(1 x 1) = 1).
 TEST(BoxModelerDsp, MatchesDirectConvolutionWithGainsMixAndTrim)
 {
-    const std::vector<float> noise = TestNoise(150, 1), trim = {1.0f, 0.5f, 0.3f, 0.2f, 0.1f, 1e-3f, 1e-5f, 0.0f};
+    const std::vector<float> noise = RefNoise(150, 1), trim = {1.0f, 0.5f, 0.3f, 0.2f, 0.1f, 1e-3f, 1e-5f, 0.0f};
     struct Case
     {
         const std::vector<float>* pTaps;
@@ -73,7 +73,7 @@ TEST(BoxModelerDsp, MatchesDirectConvolutionWithGainsMixAndTrim)
                                         << ", fraction " << k.fFraction);
         EXPECT_NEAR(dsp.GetTrimThreshold(), k.fThreshold, k.fThreshold * 1e-5);
         dsp.Reset();
-        const std::vector<std::vector<float>> x = {TestNoise(1000, 2), TestNoise(1000, 3)};
+        const std::vector<std::vector<float>> x = {RefNoise(1000, 2), RefNoise(1000, 3)};
         const auto y = RunBlocks(dsp, x, B);
         const double g = DbToLinear(k.fModelDb) * DbToLinear(k.fOutputDb), fWet = k.fWet / 100.0;
         for (size_t c = 0; c < 2; ++c) {
@@ -120,7 +120,7 @@ TEST(BoxModelerDsp, EmptyBlobs)
 TEST(BoxModelerDsp, RepeatedValuesDoNoWork)
 {
     TestHost host;
-    const std::vector<float> h = TestNoise(200, 8); // four partitions: a reload would disturb the line
+    const std::vector<float> h = RefNoise(200, 8); // four partitions: a reload would disturb the line
     const std::vector<uint8_t> blob = MakeBoxModelBlob(0.0f, h);
     BoxModelerDsp a(1, 48000.0f, B, "");
     BoxModelerDsp b(1, 48000.0f, B, "");
@@ -130,7 +130,7 @@ TEST(BoxModelerDsp, RepeatedValuesDoNoWork)
         p->SetParam(BoxModelerDsp::PARAM_TRIM_LEVEL, 9.0f);
         p->SetParam(BoxModelerDsp::PARAM_LENGTH_FRACTION, 0.9f);
     }
-    const std::vector<float> x = TestNoise(1024, 9);
+    const std::vector<float> x = RefNoise(1024, 9);
     std::vector<float> ya(x), yb(x);
     for (size_t uPos = 0; uPos < x.size(); uPos += B) {
         if (uPos == 5 * B) { // mid-stream, the same values again on one of the twins
@@ -152,12 +152,12 @@ TEST(BoxModelerDsp, NewKernelKeepsTheSignalState)
     // made with the kernel of its own time: its second half rings into the next block even
     // after the kernel has changed. Reference: sum over blocks of x_i * h(i), placed at i x 64.
     TestHost host;
-    const std::vector<float> h = TestNoise(48, 10);
+    const std::vector<float> h = RefNoise(48, 10);
     const std::vector<uint8_t> blob = MakeBoxModelBlob(0.0f, h);
     BoxModelerDsp dsp(1, 48000.0f, B, "");
     dsp.SetMedia(uint32_t(blob.size()), blob.data());
     dsp.SetModel(0);
-    const std::vector<float> x = TestNoise(8 * B, 11);
+    const std::vector<float> x = RefNoise(8 * B, 11);
     std::vector<float> y(x);
     std::vector<double> ref(x.size() + 2 * B, 0.0);
     for (uint32_t k = 0; k < 8; ++k) {

@@ -64,14 +64,14 @@ TEST(KvSkrelBoxModelerFX, ConvolvesWithModelAndGainsWithoutRing)
     // H = 256: no ring, no latency. Input, model and output gains act on both paths:
     // y = 10^((6 - 2 + 4) / 20) (0.4 (x * h) + 0.6 x) at wet 40.
     TestHost host;
-    const std::vector<float> h = TestNoise(300, 1);
+    const std::vector<float> h = RefNoise(300, 1);
     Rig rig(host, 1, 256, QW_MASK_MONO, MakeBoxModelBlob(-2.0f, h));
     ASSERT_EQ(rig.Init(), QW_Success);
     EXPECT_EQ(rig.pFx->LatencyFrames(), 0u);
     rig.Set(Params::ID_INPUT_GAIN, 6.0f);
     rig.Set(Params::ID_OUTPUT_GAIN, 4.0f);
     rig.Set(Params::ID_WET, 40.0f);
-    const std::vector<float> x = TestNoise(2048, 2);
+    const std::vector<float> x = RefNoise(2048, 2);
     const std::vector<float> y = rig.RunMono(x);
     ASSERT_EQ(y.size(), x.size());
     const std::vector<double> ref = RefConvolution(x, h);
@@ -84,11 +84,11 @@ TEST(KvSkrelBoxModelerFX, ConvolvesWithModelAndGainsWithoutRing)
 TEST(KvSkrelBoxModelerFX, ModelOrModeAfterInitIsDropped)
 {
     TestHost host;
-    const std::vector<uint8_t> media = MakeBoxModelBlob(0.0f, TestNoise(200, 4));
+    const std::vector<uint8_t> media = MakeBoxModelBlob(0.0f, RefNoise(200, 4));
     Rig a(host, 1, 256, QW_MASK_MONO, media), b(host, 1, 256, QW_MASK_MONO, media);
     ASSERT_EQ(a.Init(), QW_Success);
     ASSERT_EQ(b.Init(), QW_Success);
-    const std::vector<float> x = TestNoise(768, 5);
+    const std::vector<float> x = RefNoise(768, 5);
     EXPECT_EQ(a.RunMono(x), b.RunMono(x));
     a.Set(Params::ID_MODEL, 5u);
     a.Set(Params::ID_MODE, 2u);
@@ -134,7 +134,7 @@ TEST(KvSkrelBoxModelerFX, SurroundChannelOrders)
 // length change rebuild the kernel inside Execute without allocating.
 TEST(KvSkrelBoxModelerFX, RingedHostBlocks)
 {
-    const std::vector<uint8_t> media = MakeBoxModelBlob(-1.0f, TestNoise(2048, 7));
+    const std::vector<uint8_t> media = MakeBoxModelBlob(-1.0f, RefNoise(2048, 7));
     for (uint16_t H : {uint16_t(1000), uint16_t(3000)}) {
         TestHost host;
         Rig rig(host, 6, H, QW_MASK_5_1, media);
