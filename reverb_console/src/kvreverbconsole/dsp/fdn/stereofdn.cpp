@@ -44,6 +44,36 @@ inline void HadamardStages(__m128* io_pL, __m128 in_scale)
         HadamardStages<N, 2 * H>(io_pL, in_scale);
 }
 
+// The band filters of N lines as G = N / 4 groups of four lanes: coefficients and state are
+// loaded once a call and the state stored back at its end.
+template <uint32_t G>
+struct BandGroups
+{
+    __m128 b0[G], b1[G], b2[G], a1[G], a2[G], z1[G], z2[G];
+
+    explicit BandGroups(const BandGainFilter::Arrays& in_bands)
+    {
+        KV_UNROLL
+        for (uint32_t g = 0; g < G; ++g) {
+            b0[g] = _mm_loadu_ps(in_bands.pB0 + 4 * g);
+            b1[g] = _mm_loadu_ps(in_bands.pB1 + 4 * g);
+            b2[g] = _mm_loadu_ps(in_bands.pB2 + 4 * g);
+            a1[g] = _mm_loadu_ps(in_bands.pA1 + 4 * g);
+            a2[g] = _mm_loadu_ps(in_bands.pA2 + 4 * g);
+            z1[g] = _mm_loadu_ps(in_bands.pZ1 + 4 * g);
+            z2[g] = _mm_loadu_ps(in_bands.pZ2 + 4 * g);
+        }
+    }
+    void Store(const BandGainFilter::Arrays& in_bands) const
+    {
+        KV_UNROLL
+        for (uint32_t g = 0; g < G; ++g) {
+            _mm_storeu_ps(in_bands.pZ1 + 4 * g, z1[g]);
+            _mm_storeu_ps(in_bands.pZ2 + 4 * g, z2[g]);
+        }
+    }
+};
+
 // One sub-block of the network, four frames at a time, with every step of the sub-block done
 // on those frames before the next four: the band filter (after a 4 x 4 transpose per group of
 // lines, so that each lane is one line), the taps, the mix and the feed. The operations and their
@@ -55,17 +85,8 @@ uint32_t FusedBlockSse2(uint32_t in_uFrames, float* const* io_ppLines, float* co
                         const BandGainFilter::Arrays& in_bands, float in_fScale, bool in_bMix)
 {
     constexpr uint32_t G = N / 4;
-    __m128 b0[G], b1[G], b2[G], a1[G], a2[G], z1[G], z2[G];
-    KV_UNROLL
-    for (uint32_t g = 0; g < G; ++g) {
-        b0[g] = _mm_loadu_ps(in_bands.pB0 + 4 * g);
-        b1[g] = _mm_loadu_ps(in_bands.pB1 + 4 * g);
-        b2[g] = _mm_loadu_ps(in_bands.pB2 + 4 * g);
-        a1[g] = _mm_loadu_ps(in_bands.pA1 + 4 * g);
-        a2[g] = _mm_loadu_ps(in_bands.pA2 + 4 * g);
-        z1[g] = _mm_loadu_ps(in_bands.pZ1 + 4 * g);
-        z2[g] = _mm_loadu_ps(in_bands.pZ2 + 4 * g);
-    }
+    BandGroups<G> bg(in_bands);
+    auto& [b0, b1, b2, a1, a2, z1, z2] = bg;
     const __m128 scale = _mm_set1_ps(in_fScale);
     __m128 og[N], ig[N];
     KV_UNROLL
@@ -116,11 +137,7 @@ uint32_t FusedBlockSse2(uint32_t in_uFrames, float* const* io_ppLines, float* co
         for (uint32_t c = 0; c < C; ++c)
             _mm_storeu_ps(io_ppX[c] + t, O[c]);
     }
-    KV_UNROLL
-    for (uint32_t g = 0; g < G; ++g) {
-        _mm_storeu_ps(in_bands.pZ1 + 4 * g, z1[g]);
-        _mm_storeu_ps(in_bands.pZ2 + 4 * g, z2[g]);
-    }
+    bg.Store(in_bands);
     return t;
 }
 
@@ -179,17 +196,8 @@ KV_AVX2 uint32_t FusedBlockAvx2(uint32_t in_uFrames, float* const* io_ppLines, f
                                 const BandGainFilter::Arrays& in_bands, float in_fScale, bool in_bMix)
 {
     constexpr uint32_t G = N / 4;
-    __m128 b0[G], b1[G], b2[G], a1[G], a2[G], z1[G], z2[G];
-    KV_UNROLL
-    for (uint32_t g = 0; g < G; ++g) {
-        b0[g] = _mm_loadu_ps(in_bands.pB0 + 4 * g);
-        b1[g] = _mm_loadu_ps(in_bands.pB1 + 4 * g);
-        b2[g] = _mm_loadu_ps(in_bands.pB2 + 4 * g);
-        a1[g] = _mm_loadu_ps(in_bands.pA1 + 4 * g);
-        a2[g] = _mm_loadu_ps(in_bands.pA2 + 4 * g);
-        z1[g] = _mm_loadu_ps(in_bands.pZ1 + 4 * g);
-        z2[g] = _mm_loadu_ps(in_bands.pZ2 + 4 * g);
-    }
+    BandGroups<G> bg(in_bands);
+    auto& [b0, b1, b2, a1, a2, z1, z2] = bg;
     const __m256 scale = _mm256_set1_ps(in_fScale);
     __m256 og[N], ig[N];
     KV_UNROLL
@@ -243,11 +251,7 @@ KV_AVX2 uint32_t FusedBlockAvx2(uint32_t in_uFrames, float* const* io_ppLines, f
         for (uint32_t c = 0; c < C; ++c)
             _mm256_storeu_ps(io_ppX[c] + t, O[c]);
     }
-    KV_UNROLL
-    for (uint32_t g = 0; g < G; ++g) {
-        _mm_storeu_ps(in_bands.pZ1 + 4 * g, z1[g]);
-        _mm_storeu_ps(in_bands.pZ2 + 4 * g, z2[g]);
-    }
+    bg.Store(in_bands);
     return t;
 }
 
