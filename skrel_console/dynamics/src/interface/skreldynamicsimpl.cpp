@@ -79,31 +79,18 @@ void SkrelDynamicsImpl::Process(uint32_t in_uFrames, float* const* io_ppChannels
         QW_ASSERT(false);
         return;
     }
-    // Channels go through the engines in groups that run side by side. A full block is processed
-    // where it stands; a short one goes through the zero-padded scratch (as QwProcessPadded does
-    // for one channel), so that the engines still advance by the whole block size.
-    const bool bShort = in_uFrames < m_uBlockFrames;
+    // Channels go through the engines in groups that run side by side.
     for (uint32_t uFirst = 0; uFirst < m_uNumChannels; uFirst += DynamicsDsp::MAX_LANES) {
         const uint32_t uLeft = m_uNumChannels - uFirst;
         const uint32_t uLanes = uLeft < DynamicsDsp::MAX_LANES ? uLeft : DynamicsDsp::MAX_LANES;
         DynamicsDsp* apDsp[DynamicsDsp::MAX_LANES];
-        float* apBlock[DynamicsDsp::MAX_LANES];
-        for (uint32_t l = 0; l < uLanes; ++l) {
+        for (uint32_t l = 0; l < uLanes; ++l)
             apDsp[l] = m_pDynamics[uFirst + l].get();
-            apBlock[l] = io_ppChannels[uFirst + l];
-            if (bShort) {
-                float* pScratch = m_scratch.data() + l * m_uBlockFrames;
-                for (uint32_t i = 0; i < m_uBlockFrames; ++i)
-                    pScratch[i] = i < in_uFrames ? apBlock[l][i] : 0.0f;
-                apBlock[l] = pScratch;
-            }
-        }
-        DynamicsDsp::ProcessLanes(EFFECT_STAGE, uLanes, apDsp, m_uBlockFrames, apBlock);
-        if (bShort) {
-            for (uint32_t l = 0; l < uLanes; ++l)
-                for (uint32_t i = 0; i < in_uFrames; ++i)
-                    io_ppChannels[uFirst + l][i] = apBlock[l][i];
-        }
+        QwProcessPaddedGroup<DynamicsDsp::MAX_LANES>(
+            uLanes, io_ppChannels + uFirst, in_uFrames, m_uBlockFrames, m_scratch.data(),
+            [&](float* const* io_ppBlocks, uint32_t in_uBlockFrames) {
+                DynamicsDsp::ProcessLanes(EFFECT_STAGE, uLanes, apDsp, in_uBlockFrames, io_ppBlocks);
+            });
     }
 }
 
